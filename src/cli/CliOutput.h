@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdio>
+
+inline void printOut(const QString &text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stdout);
+}
+
+inline void printErr(const QString &text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stderr);
+}
+
+// Exit statuses shared by every command.
+namespace ExitStatus {
+constexpr int success = 0;
+constexpr int usage = 1;
+constexpr int cannotOpen = 2;
+} // namespace ExitStatus

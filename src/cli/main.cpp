@@ -1,0 +1,42 @@
+#include "cli/CliOutput.h"
+#include "cli/StatusCommand.h"
+
+#include <QCoreApplication>
+
+namespace {
+const QString usage = QStringLiteral(
+    "Usage: vellumark-cli COMMAND [OPTIONS]\n"
+    "\n"
+    "Commands:\n"
+    "  status FOLDER [--json]   Show the catalogue of a scans folder: schema version, scans, scans waiting\n"
+    "                           for text or for the model, and problems.\n"
+    "\n"
+    "Exit status: 0 on success, 1 on a usage error, 2 when the folder's catalogue can't be opened.\n");
+}
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Vellumark"));
+    QCoreApplication::setApplicationName(QStringLiteral("Vellumark"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VELLUMARK_VERSION));
+
+    QStringList arguments = QCoreApplication::arguments();
+    const QString command = arguments.value(1);
+    if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
+        printOut(usage);
+        return ExitStatus::success;
+    }
+    if (command == QLatin1String("--version")) {
+        printOut(QStringLiteral("vellumark-cli ") + QCoreApplication::applicationVersion() + QLatin1Char('\n'));
+        return ExitStatus::success;
+    }
+    // Each command parses its own options; it sees the program name followed by its own arguments.
+    if (command == QLatin1String("status")) {
+        arguments.removeAt(1);
+        return runStatusCommand(arguments);
+    }
+
+    printErr(command.isEmpty() ? usage : QStringLiteral("Unknown command “") + command + QStringLiteral("”.\n\n") + usage);
+    return ExitStatus::usage;
+}

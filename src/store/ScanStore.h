@@ -1,0 +1,110 @@
+#pragma once
+
+#include "store/Database.h"
+#include "store/ScanDocument.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+using DocumentIDs = std::vector<std::int64_t>;
+
+// Ids written into SQL text: decimal, joined by "," without spaces; an empty list is "NULL".
+QString idList(const DocumentIDs &ids);
+
+// The catalogue of one scans folder, kept in Vellumark.sqlite inside it. Plain synchronous code over
+// one connection: every operation runs to completion and throws Database::Error on failure. Callers
+// run it on one serial executor so that operations never overlap.
+class ScanStore {
+public:
+    static inline const QString fileName = QStringLiteral("Vellumark.sqlite");
+
+    // One PDF found in the folder.
+    struct FileInfo {
+        QString path;
+        std::int64_t size = 0;
+        QDateTime modified;
+        bool operator==(const FileInfo &) const = default;
+    };
+
+    // The next scan for text recognition, with the size and modification time the catalogue had when
+    // the job was taken; a result for a file that changed since is refused.
+    struct OCRJob {
+        std::int64_t id = 0;
+        QString path;
+        std::int64_t size = 0;
+        double modified = 0;
+        bool operator==(const OCRJob &) const = default;
+    };
+
+    // The next scan for the model, with its page texts.
+    struct ExtractionJob {
+        std::int64_t id = 0;
+        QString path;
+        QStringList pages;
+        bool operator==(const ExtractionJob &) const = default;
+    };
+
+    struct PendingCounts {
+        int ocr = 0;
+        int extract = 0;
+        bool operator==(const PendingCounts &) const = default;
+    };
+
+    // Opens or creates the catalogue in `folder`, switches foreign keys on and migrates it.
+    explicit ScanStore(const QString &folder);
+
+    const QString &folder() const { return folder_; }
+    QString databasePath() const;
+    int schemaVersion();
+
+    // Reads
+    std::vector<ScanDocument> documents();
+    std::vector<ScanDocument> documents(const DocumentIDs &ids);
+    std::vector<Organization> organizations();
+    QStringList pages(std::int64_t documentID);
+    PendingCounts pendingCounts();
+    std::optional<OCRJob> nextOCRJob(const std::optional<DocumentIDs> &among = std::nullopt);
+    std::optional<ExtractionJob> nextExtractionJob(const std::optional<DocumentIDs> &among = std::nullopt);
+    std::optional<QString> trace(std::int64_t documentID);
+    std::optional<QString> setting(const QString &key);
+    int modelExtractionCount();
+    QHash<std::int64_t, QStringList> pageSamples(int length);
+
+    // Writes
+    void saveOCR(const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations,
+                 const QString &sha256);
+    void saveExtraction(std::int64_t id, const std::optional<QString> &organization,
+                        const std::optional<QString> &date, const std::optional<QString> &kind,
+                        const std::optional<QString> &log, const std::optional<QString> &trace,
+                        std::optional<std::int64_t> similarTo);
+    void resetOCR(const DocumentIDs &ids);
+    void resetExtraction(const DocumentIDs &ids);
+    void setKind(const DocumentIDs &ids, const std::optional<QString> &kind);
+    void setDate(const DocumentIDs &ids, const std::optional<QString> &date);
+    void setSetting(const QString &key, const std::optional<QString> &value);
+
+    // Text recognition of the job's file failed; ignored when the file changed or was reset meanwhile.
+    void markOCRFailed(const OCRJob &job, const QString &error);
+    // The model could not file a pending scan; ignored when the scan is no longer pending.
+    void markExtractionFailed(std::int64_t id, const QString &error, const std::optional<QString> &log,
+                              const std::optional<QString> &trace, std::optional<std::int64_t> similarTo);
+    // Ask the model again about every scan it filed or failed on.
+    int reextractModelFiled();
+    // Ask the model again about those of them still without an organization or a date.
+    int reextractIncomplete();
+
+private:
+    bool isCurrent(const OCRJob &job);
+    void reindex(const DocumentIDs &ids);
+    void reindexOrganization(std::int64_t organizationID);
+
+    QString folder_;
+    std::unique_ptr<Database> db_;
+};

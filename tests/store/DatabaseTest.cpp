@@ -1,0 +1,536 @@
+#include "store/Database.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <ostream>
+#include <unistd.h>
+
+// Readable QString values in failure messages.
+static void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
+namespace {
+
+// A fresh catalogue file in its own temporary folder.
+struct Scratch {
+    QTemporaryDir dir;
+    QString path = dir.filePath(QStringLiteral("scratch.sqlite"));
+    Database db { path };
+};
+
+// The message SQLite itself gives when it compiles `sql` on `db`, read straight from the C API.
+QString sqlitePrepareMessage(sqlite3 *db, const QString &sql)
+{
+    sqlite3_stmt *stmt = nullptr;
+    const int rc = sqlite3_prepare_v2(db, sql.toUtf8().constData(), -1, &stmt, nullptr);
+    sqlite3_finalize(stmt);
+    if (rc == SQLITE_OK)
+        return QString();
+    return QString::fromUtf8(sqlite3_errmsg(db));
+}
+
+// Runs a query expected to give exactly one row and hands the statement to `read`.
+template <typename Read> void readOneRow(Database &db, const QString &sql, const SQLParams &params, Read read)
+{
+    Statement statement = db.prepare(sql);
+    statement.bind(params);
+    ASSERT_TRUE(statement.step());
+    read(statement);
+    EXPECT_FALSE(statement.step());
+}
+
+std::int64_t count(Database &db, const QString &table)
+{
+    Statement statement = db.prepare(QStringLiteral("SELECT count(*) FROM ") + table);
+    statement.bind({});
+    return statement.step() ? statement.int64(0) : -1;
+}
+
+bool tableExists(Database &db, const QString &name)
+{
+    Statement statement = db.prepare(QStringLiteral("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = ?"));
+    statement.bind({ name });
+    return statement.step();
+}
+
+// The statements still open on a connection; a Statement that is not finalized keeps the file busy.
+int openStatements(Database &db)
+{
+    int open = 0;
+    for (sqlite3_stmt *stmt = sqlite3_next_stmt(db.handle(), nullptr); stmt != nullptr;
+         stmt = sqlite3_next_stmt(db.handle(), stmt))
+        ++open;
+    return open;
+}
+
+// ---- Opening ----
+
+TEST(Database, openNewPath_createsFileThatLaterConnectionsShare)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("Vellumark.sqlite"));
+    {
+        Database db(path);
+        EXPECT_TRUE(QFile::exists(path));
+        db.execute(QStringLiteral("CREATE TABLE t (x); INSERT INTO t VALUES (42);"));
+    }
+    Database again(path);
+    readOneRow(again, QStringLiteral("SELECT x FROM t"), {}, [](Statement &row) { EXPECT_EQ(row.int64(0), 42); });
+}
+
+TEST(Database, openNonAsciiPath_createsFileUnderThatName)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("Quittung M\u00fcller \u65e5\u672c.sqlite"));
+    Database db(path);
+    db.execute(QStringLiteral("CREATE TABLE t (x)"));
+    EXPECT_TRUE(QFile::exists(path));
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList { QFileInfo(path).fileName() });
+}
+
+TEST(Database, open_connectionIsWritableSerializedWithFiveSecondBusyTimeout)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    EXPECT_EQ(sqlite3_db_readonly(scratch.db.handle(), "main"), 0);
+    // A serialized (FULLMUTEX) connection has a mutex of its own; a NOMUTEX one has none.
+    EXPECT_NE(sqlite3_db_mutex(scratch.db.handle()), nullptr);
+    readOneRow(
+        scratch.db, QStringLiteral("PRAGMA busy_timeout"), {}, [](Statement &row) { EXPECT_EQ(row.int64(0), 5000); });
+}
+
+TEST(Database, openInMissingFolder_throwsSqliteMessageAndCreatesNothing)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString folder = dir.filePath(QStringLiteral("absent"));
+    try {
+        Database db(QDir(folder).filePath(QStringLiteral("Vellumark.sqlite")));
+        FAIL() << "opened a file in a folder that does not exist";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("unable to open database file"));
+    }
+    EXPECT_FALSE(QFileInfo::exists(folder));
+}
+
+TEST(Database, openUnderRegularFile_throwsSqliteMessage)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString notAFolder = dir.filePath(QStringLiteral("plain.txt"));
+    QFile file(notAFolder);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("not a folder");
+    file.close();
+
+    try {
+        Database db(QDir(notAFolder).filePath(QStringLiteral("Vellumark.sqlite")));
+        FAIL() << "opened a file below a regular file";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("unable to open database file"));
+    }
+    EXPECT_TRUE(QFileInfo(notAFolder).isFile());
+}
+
+TEST(Database, openInReadOnlyFolder_throws)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "folder permissions do not stop root";
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    ASSERT_TRUE(QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::ExeOwner));
+    EXPECT_THROW({ Database db(dir.filePath(QStringLiteral("Vellumark.sqlite"))); }, Database::Error);
+    QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+// ---- Errors ----
+
+TEST(Database, errorDescriptionAndWhat_areExactlyTheMessage)
+{
+    const QString text = QStringLiteral("no such table: Z\u00fcrich \u2013 \u65e5\u672c");
+    const Database::Error error(text);
+    EXPECT_EQ(error.message(), text);
+    EXPECT_EQ(error.errorDescription(), text);
+    EXPECT_EQ(QString::fromUtf8(error.what()), text);
+
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    try {
+        scratch.db.execute(QStringLiteral("SELECT * FROM missing"));
+        FAIL() << "no error";
+    } catch (const Database::Error &thrown) {
+        EXPECT_EQ(thrown.errorDescription(), thrown.message());
+        EXPECT_EQ(QString::fromUtf8(thrown.what()), thrown.message());
+    }
+}
+
+// ---- Scripts ----
+
+TEST(Database, executeScript_runsEveryStatementInOrder)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    scratch.db.execute(QStringLiteral("CREATE TABLE a (x);\n"
+                                      "INSERT INTO a VALUES (1);\n"
+                                      "INSERT INTO a VALUES (2);\n"
+                                      "CREATE TABLE b AS SELECT sum(x) AS total FROM a;"));
+    EXPECT_EQ(count(scratch.db, QStringLiteral("a")), 2);
+    readOneRow(
+        scratch.db, QStringLiteral("SELECT total FROM b"), {}, [](Statement &row) { EXPECT_EQ(row.int64(0), 3); });
+}
+
+TEST(Database, executeFailingScript_throwsSqliteMessage)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    try {
+        scratch.db.execute(QStringLiteral("SELECT * FROM missing"));
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("no such table: missing"));
+    }
+}
+
+TEST(Database, executeScriptFailingHalfway_keepsWhatRanBefore)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    try {
+        scratch.db.execute(QStringLiteral("CREATE TABLE first (x); CREATE TABLE first (y); CREATE TABLE third (z);"));
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("table first already exists"));
+    }
+    EXPECT_TRUE(tableExists(scratch.db, QStringLiteral("first")));
+    EXPECT_FALSE(tableExists(scratch.db, QStringLiteral("third")));
+}
+
+// ---- Preparing ----
+
+TEST(Database, prepareMisspeltSql_messageIsSqliteTextThenSqlAsPassed)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    const QString sql = QStringLiteral("  SELEC name\n  FROM \u00e9t\u00e9  ");
+    const QString expected = sqlitePrepareMessage(scratch.db.handle(), sql);
+    ASSERT_FALSE(expected.isEmpty());
+    try {
+        scratch.db.prepare(sql);
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), expected + QStringLiteral(" in: ") + sql);
+    }
+    EXPECT_EQ(openStatements(scratch.db), 0);
+}
+
+TEST(Database, prepareUnknownTable_messageNamesTableAndSql)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    const QString sql = QStringLiteral("SELECT * FROM nowhere");
+    try {
+        scratch.db.prepare(sql);
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("no such table: nowhere in: SELECT * FROM nowhere"));
+    }
+}
+
+TEST(Database, statementsGoneOutOfScope_leaveNoneOpenEvenAfterMoveOrError)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    scratch.db.execute(QStringLiteral("CREATE TABLE t (x UNIQUE)"));
+    {
+        Statement first = scratch.db.prepare(QStringLiteral("SELECT 1"));
+        Statement moved(std::move(first));
+        moved.bind({});
+        EXPECT_TRUE(moved.step());
+        EXPECT_EQ(openStatements(scratch.db), 1);
+    }
+    EXPECT_EQ(openStatements(scratch.db), 0);
+
+    scratch.db.run(QStringLiteral("INSERT INTO t VALUES (1)"));
+    EXPECT_THROW(scratch.db.run(QStringLiteral("INSERT INTO t VALUES (1)")), Database::Error);
+    EXPECT_EQ(openStatements(scratch.db), 0);
+}
+
+// ---- Binding and reading ----
+
+TEST(Statement, bindEmptyListAfterValues_leavesEveryParameterNull)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    Statement statement = scratch.db.prepare(QStringLiteral("SELECT ?, ?"));
+    statement.bind({ 7, QStringLiteral("seven") });
+    ASSERT_TRUE(statement.step());
+    EXPECT_EQ(statement.int64(0), 7);
+    EXPECT_EQ(statement.text(1), QStringLiteral("seven"));
+
+    statement.bind({});
+    ASSERT_TRUE(statement.step());
+    EXPECT_TRUE(statement.isNull(0));
+    EXPECT_TRUE(statement.isNull(1));
+}
+
+TEST(Statement, bindFewerValues_clearsTheRestFromTheLastRun)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    Statement statement = scratch.db.prepare(QStringLiteral("SELECT ?, ?"));
+    statement.bind({ 1, 2 });
+    ASSERT_TRUE(statement.step());
+    statement.bind({ 3 });
+    ASSERT_TRUE(statement.step());
+    EXPECT_EQ(statement.int64(0), 3);
+    EXPECT_TRUE(statement.isNull(1));
+}
+
+TEST(Statement, bindAgainAfterRunningToTheEnd_runsStatementAgain)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    scratch.db.execute(QStringLiteral("CREATE TABLE t (x)"));
+    Statement insert = scratch.db.prepare(QStringLiteral("INSERT INTO t VALUES (?)"));
+    for (int value : { 10, 20, 30 }) {
+        insert.bind({ value });
+        EXPECT_FALSE(insert.step());
+    }
+    readOneRow(scratch.db, QStringLiteral("SELECT group_concat(x, ',') FROM t"), {},
+        [](Statement &row) { EXPECT_EQ(row.text(0), QStringLiteral("10,20,30")); });
+}
+
+TEST(Statement, bindBool_storesIntegerOneOrZeroAndReadsBack)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    scratch.db.execute(QStringLiteral("CREATE TABLE t (id INTEGER PRIMARY KEY, flag)"));
+    scratch.db.run(QStringLiteral("INSERT INTO t (id, flag) VALUES (1, ?), (2, ?)"), { true, false });
+
+    Statement statement = scratch.db.prepare(QStringLiteral("SELECT typeof(flag), flag FROM t ORDER BY id"));
+    statement.bind({});
+    ASSERT_TRUE(statement.step());
+    EXPECT_EQ(statement.text(0), QStringLiteral("integer"));
+    EXPECT_EQ(statement.int64(1), 1);
+    EXPECT_TRUE(statement.boolean(1));
+    ASSERT_TRUE(statement.step());
+    EXPECT_EQ(statement.text(0), QStringLiteral("integer"));
+    EXPECT_EQ(statement.int64(1), 0);
+    EXPECT_FALSE(statement.boolean(1));
+    EXPECT_FALSE(statement.step());
+}
+
+TEST(Statement, bindIntegersAndDoubles_roundTripAtTheirLimits)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    const SQLParams params = {
+        std::numeric_limits<int>::min(),
+        std::numeric_limits<int>::max(),
+        -7L,
+        std::numeric_limits<long long>::max(),
+        std::numeric_limits<long long>::min(),
+        0.1,
+        -1.5e300,
+    };
+    readOneRow(scratch.db,
+        QStringLiteral("SELECT ?1, ?2, ?3, ?4, ?5, ?6, ?7, typeof(?1), typeof(?3), typeof(?4), typeof(?6)"), params,
+        [](Statement &row) {
+            EXPECT_EQ(row.int64(0), std::numeric_limits<int>::min());
+            EXPECT_EQ(row.int64(1), std::numeric_limits<int>::max());
+            EXPECT_EQ(row.int64(2), -7);
+            EXPECT_EQ(row.int64(3), std::numeric_limits<long long>::max());
+            EXPECT_EQ(row.int64(4), std::numeric_limits<long long>::min());
+            EXPECT_EQ(row.real(5), 0.1);
+            EXPECT_EQ(row.real(6), -1.5e300);
+            EXPECT_EQ(row.text(7), QStringLiteral("integer"));
+            EXPECT_EQ(row.text(8), QStringLiteral("integer"));
+            EXPECT_EQ(row.text(9), QStringLiteral("integer"));
+            EXPECT_EQ(row.text(10), QStringLiteral("real"));
+        });
+}
+
+TEST(Statement, bindNonAsciiText_storesUtf8AndReadsBackUnchanged)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    const QString text = QStringLiteral("Z\u00fcrich \u2013 \u65e5\u672c \U0001F4C4");
+    scratch.db.execute(QStringLiteral("CREATE TABLE t (s)"));
+    scratch.db.run(QStringLiteral("INSERT INTO t VALUES (?)"), { text });
+    // Through a stored row, so the bound bytes must outlive the bind call.
+    readOneRow(scratch.db, QStringLiteral("SELECT s, typeof(s), hex(s), length(s) FROM t"), {}, [&](Statement &row) {
+        EXPECT_EQ(row.text(0), text);
+        EXPECT_EQ(row.optionalText(0), text);
+        EXPECT_EQ(row.text(1), QStringLiteral("text"));
+        EXPECT_EQ(row.text(2).toLatin1(), text.toUtf8().toHex().toUpper());
+        // SQLite counts characters, so the emoji is one.
+        EXPECT_EQ(row.int64(3), 13);
+    });
+}
+
+TEST(Statement, bindEmptyOrNullQString_storesEmptyTextNotNull)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    readOneRow(scratch.db, QStringLiteral("SELECT typeof(?1), typeof(?2), ?1"), { QString(), QStringLiteral("") },
+        [](Statement &row) {
+            EXPECT_EQ(row.text(0), QStringLiteral("text"));
+            EXPECT_EQ(row.text(1), QStringLiteral("text"));
+            EXPECT_EQ(row.optionalText(2), QString());
+        });
+}
+
+TEST(Statement, bindAbsentOptional_bindsNullAndKeepsLaterPositions)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    readOneRow(scratch.db, QStringLiteral("SELECT ?, ?, ?"), { std::nullopt, 3, std::nullopt }, [](Statement &row) {
+        EXPECT_TRUE(row.isNull(0));
+        EXPECT_EQ(row.optionalInt64(1), 3);
+        EXPECT_TRUE(row.isNull(2));
+    });
+}
+
+TEST(Statement, bindMoreValuesThanParameters_throwsSqliteMessage)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    Statement statement = scratch.db.prepare(QStringLiteral("SELECT ?"));
+    try {
+        statement.bind({ 1, 2 });
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("column index out of range"));
+    }
+}
+
+TEST(Statement, readNull_givesAbsentOrZeroOrEmpty)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    readOneRow(scratch.db, QStringLiteral("SELECT NULL"), {}, [](Statement &row) {
+        EXPECT_TRUE(row.isNull(0));
+        EXPECT_FALSE(row.optionalText(0).has_value());
+        EXPECT_FALSE(row.optionalInt64(0).has_value());
+        EXPECT_TRUE(row.text(0).isEmpty());
+        EXPECT_EQ(row.int64(0), 0);
+        EXPECT_EQ(row.real(0), 0.0);
+        EXPECT_FALSE(row.boolean(0));
+    });
+}
+
+TEST(Statement, readZeroAndEmptyText_givesValuesNotAbsent)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    readOneRow(scratch.db, QStringLiteral("SELECT 0, '', 'abc', -12"), {}, [](Statement &row) {
+        EXPECT_FALSE(row.isNull(0));
+        EXPECT_EQ(row.optionalInt64(0), std::optional<std::int64_t>(0));
+        EXPECT_EQ(row.optionalText(1), QString());
+        EXPECT_EQ(row.optionalText(2), QStringLiteral("abc"));
+        EXPECT_EQ(row.optionalInt64(3), std::optional<std::int64_t>(-12));
+    });
+}
+
+// ---- Running ----
+
+TEST(Database, run_returnsRowsChangedByThatStatement)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    scratch.db.execute(QStringLiteral("CREATE TABLE t (x, y)"));
+    EXPECT_EQ(scratch.db.run(QStringLiteral("INSERT INTO t (x) VALUES (?), (?), (?)"), { 1, 2, 3 }), 3);
+    EXPECT_EQ(scratch.db.run(QStringLiteral("UPDATE t SET y = ? WHERE x >= ?"), { QStringLiteral("big"), 2 }), 2);
+    // An UPDATE matching nothing reports 0, not the count of the statement before it.
+    EXPECT_EQ(scratch.db.run(QStringLiteral("UPDATE t SET y = 'none' WHERE x > 100")), 0);
+    EXPECT_EQ(scratch.db.run(QStringLiteral("DELETE FROM t WHERE y IS NULL")), 1);
+    readOneRow(scratch.db, QStringLiteral("SELECT group_concat(x || ':' || y, ',') FROM t"), {},
+        [](Statement &row) { EXPECT_EQ(row.text(0), QStringLiteral("2:big,3:big")); });
+}
+
+TEST(Database, runUniqueViolation_throwsSqliteMessageAndChangesNothing)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    scratch.db.execute(QStringLiteral("CREATE TABLE t (x UNIQUE)"));
+    scratch.db.run(QStringLiteral("INSERT INTO t VALUES (?)"), { QStringLiteral("a") });
+    try {
+        scratch.db.run(QStringLiteral("INSERT INTO t VALUES (?)"), { QStringLiteral("a") });
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("UNIQUE constraint failed: t.x"));
+    }
+    EXPECT_EQ(count(scratch.db, QStringLiteral("t")), 1);
+}
+
+TEST(Database, runMisspeltSql_throwsWithSql)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    const QString sql = QStringLiteral("UPDAT t SET x = 1");
+    try {
+        scratch.db.run(sql);
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_TRUE(error.message().endsWith(QStringLiteral(" in: ") + sql)) << error.message().toStdString();
+    }
+}
+
+TEST(Statement, stepInsertBreakingConstraint_throwsSqliteMessage)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    scratch.db.execute(QStringLiteral("CREATE TABLE t (x NOT NULL, y CHECK (y > 0))"));
+    Statement insert = scratch.db.prepare(QStringLiteral("INSERT INTO t (x, y) VALUES (?, ?)"));
+
+    insert.bind({ std::nullopt, 1 });
+    try {
+        insert.step();
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), QStringLiteral("NOT NULL constraint failed: t.x"));
+    }
+
+    insert.bind({ 1, -1 });
+    try {
+        insert.step();
+        FAIL() << "no error";
+    } catch (const Database::Error &error) {
+        EXPECT_TRUE(error.message().startsWith(QStringLiteral("CHECK constraint failed")))
+            << error.message().toStdString();
+    }
+
+    // The same statement still works once given good values.
+    insert.bind({ 1, 1 });
+    EXPECT_FALSE(insert.step());
+    EXPECT_EQ(count(scratch.db, QStringLiteral("t")), 1);
+}
+
+TEST(Statement, stepThroughRows_returnsTrueForEachThenFalse)
+{
+    Scratch scratch;
+    ASSERT_TRUE(scratch.dir.isValid());
+    Statement statement = scratch.db.prepare(QStringLiteral("SELECT value FROM (SELECT 1 AS value UNION ALL SELECT 2) "
+                                                            "ORDER BY value"));
+    statement.bind({});
+    ASSERT_TRUE(statement.step());
+    EXPECT_EQ(statement.int64(0), 1);
+    ASSERT_TRUE(statement.step());
+    EXPECT_EQ(statement.int64(0), 2);
+    EXPECT_FALSE(statement.step());
+}
+
+} // namespace
