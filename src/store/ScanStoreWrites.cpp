@@ -2,6 +2,8 @@
 #include "store/ScanStore.h"
 #include "store/Transaction.h"
 
+#include <algorithm>
+
 namespace {
 double now()
 {
