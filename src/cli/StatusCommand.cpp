@@ -6,12 +6,11 @@
 #include "store/ScanStore.h"
 
 #include <QCommandLineParser>
+#include <QCoro/QCoroTask>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <QCoro/QCoroTask>
 
 CatalogueStatus catalogueStatus(ScanStore &store)
 {
@@ -64,18 +63,18 @@ int runStatusCommand(const QStringList &arguments)
     try {
         status = blockingWait(readStatus(folder));
     } catch (const Database::Error &error) {
-        printErr(QStringLiteral("Couldn't open ") + ScanStore::fileName + QStringLiteral(" in ") + folderName(folder) +
-                 QStringLiteral(": ") + error.message() + QLatin1Char('\n'));
+        printErr(QStringLiteral("Couldn't open ") + ScanStore::fileName + QStringLiteral(" in ") + folderName(folder)
+            + QStringLiteral(": ") + error.message() + QLatin1Char('\n'));
         return ExitStatus::cannotOpen;
     }
 
     if (parser.isSet(json)) {
-        const QJsonObject object{
-            {QStringLiteral("schemaVersion"), status.schemaVersion},
-            {QStringLiteral("scans"), status.scans},
-            {QStringLiteral("pendingText"), status.pendingText},
-            {QStringLiteral("pendingExtraction"), status.pendingExtraction},
-            {QStringLiteral("problems"), status.problems},
+        const QJsonObject object {
+            { QStringLiteral("schemaVersion"), status.schemaVersion },
+            { QStringLiteral("scans"), status.scans },
+            { QStringLiteral("pendingText"), status.pendingText },
+            { QStringLiteral("pendingExtraction"), status.pendingExtraction },
+            { QStringLiteral("problems"), status.problems },
         };
         printOut(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)) + QLatin1Char('\n'));
     } else {

@@ -37,6 +37,7 @@ int main(int argc, char *argv[])
         return runStatusCommand(arguments);
     }
 
-    printErr(command.isEmpty() ? usage : QStringLiteral("Unknown command “") + command + QStringLiteral("”.\n\n") + usage);
+    printErr(
+        command.isEmpty() ? usage : QStringLiteral("Unknown command “") + command + QStringLiteral("”.\n\n") + usage);
     return ExitStatus::usage;
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <QEventLoop>
-
 #include <QCoro/QCoroTask>
+#include <QEventLoop>
 
 #include <exception>
 #include <optional>
@@ -11,13 +10,12 @@
 // Runs a task to completion in a nested event loop and returns its result, rethrowing its exception.
 // For the command-line front end and tests, which have no event loop of their own to return to.
 // (QCoro::waitFor never returns when the task throws.)
-template <typename T>
-T blockingWait(QCoro::Task<T> task)
+template <typename T> T blockingWait(QCoro::Task<T> task)
 {
     QEventLoop loop;
     bool finished = false;
     std::exception_ptr error;
-    std::conditional_t<std::is_void_v<T>, bool, std::optional<T>> result{};
+    std::conditional_t<std::is_void_v<T>, bool, std::optional<T>> result {};
 
     auto run = [&]() -> QCoro::Task<> {
         try {

@@ -1,11 +1,10 @@
 #pragma once
 
+#include <QCoro/QCoroFuture>
+#include <QCoro/QCoroTask>
 #include <QFuture>
 #include <QPromise>
 #include <QThreadPool>
-
-#include <QCoro/QCoroFuture>
-#include <QCoro/QCoroTask>
 
 #include <exception>
 #include <functional>
@@ -23,8 +22,7 @@ public:
     SerialExecutor(const SerialExecutor &) = delete;
     SerialExecutor &operator=(const SerialExecutor &) = delete;
 
-    template <typename Call>
-    auto run(Call call) -> QFuture<std::invoke_result_t<Call &>>
+    template <typename Call> auto run(Call call) -> QFuture<std::invoke_result_t<Call &>>
     {
         using Result = std::invoke_result_t<Call &>;
         auto promise = std::make_shared<QPromise<Result>>();
@@ -54,25 +52,21 @@ private:
 
 // An object whose operations run one at a time on its own SerialExecutor, off the caller's thread. The
 // object is made on the executor too, so that slow construction (opening a file) never blocks.
-template <typename Object>
-class Serial {
+template <typename Object> class Serial {
 public:
     // Constructs the object on the executor; awaiting rethrows the constructor's exception, if any.
-    template <typename... Args>
-    static QCoro::Task<std::shared_ptr<Serial>> make(Args... args)
+    template <typename... Args> static QCoro::Task<std::shared_ptr<Serial>> make(Args... args)
     {
         std::shared_ptr<Serial> serial(new Serial);
         // The call holds no reference to `serial`: the last reference must never drop on the executor's
         // own thread, whose destructor waits for that thread.
-        co_await serial->executor_.run([object = &serial->object_, args...]() {
-            *object = std::make_unique<Object>(args...);
-        });
+        co_await serial->executor_.run(
+            [object = &serial->object_, args...]() { *object = std::make_unique<Object>(args...); });
         co_return serial;
     }
 
     // Runs `call(object)` after every call queued before it.
-    template <typename Call>
-    auto run(Call call) -> QFuture<std::invoke_result_t<Call &, Object &>>
+    template <typename Call> auto run(Call call) -> QFuture<std::invoke_result_t<Call &, Object &>>
     {
         return executor_.run([object = object_.get(), call = std::move(call)]() mutable { return call(*object); });
     }

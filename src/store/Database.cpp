@@ -4,14 +4,18 @@
 
 #include <sqlite3.h>
 
-Database::Error::Error(QString message) : message_(std::move(message)), utf8_(message_.toStdString()) {}
+Database::Error::Error(QString message)
+    : message_(std::move(message))
+    , utf8_(message_.toStdString())
+{
+}
 
 Database::Database(const QString &path)
 {
     const QByteArray file = QFile::encodeName(path);
     sqlite3 *db = nullptr;
-    const int rc = sqlite3_open_v2(file.constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
-                                   nullptr);
+    const int rc = sqlite3_open_v2(
+        file.constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
     if (rc != SQLITE_OK || db == nullptr) {
         const QString message = db != nullptr && rc != SQLITE_OK ? QString::fromUtf8(sqlite3_errmsg(db))
                                                                  : QStringLiteral("cannot open ") + path;
@@ -58,8 +62,7 @@ int Database::run(const QString &sql, const SQLParams &params)
 {
     Statement statement = prepare(sql);
     statement.bind(params);
-    while (statement.step()) {
-    }
+    while (statement.step()) { }
     return sqlite3_changes(db_);
 }
 
@@ -68,7 +71,9 @@ Statement::~Statement()
     sqlite3_finalize(stmt_);
 }
 
-Statement::Statement(Statement &&other) noexcept : stmt_(other.stmt_), db_(other.db_)
+Statement::Statement(Statement &&other) noexcept
+    : stmt_(other.stmt_)
+    , db_(other.db_)
 {
     other.stmt_ = nullptr;
 }

@@ -19,12 +19,30 @@ class SQLValue {
 public:
     enum class Kind { Int64, Int, Bool, Double, Text };
 
-    SQLValue(long value) : value_(std::int64_t(value)) {}
-    SQLValue(long long value) : value_(std::int64_t(value)) {}
-    SQLValue(int value) : value_(value) {}
-    SQLValue(bool value) : value_(value) {}
-    SQLValue(double value) : value_(value) {}
-    SQLValue(QString value) : value_(std::move(value)) {}
+    SQLValue(long value)
+        : value_(std::int64_t(value))
+    {
+    }
+    SQLValue(long long value)
+        : value_(std::int64_t(value))
+    {
+    }
+    SQLValue(int value)
+        : value_(value)
+    {
+    }
+    SQLValue(bool value)
+        : value_(value)
+    {
+    }
+    SQLValue(double value)
+        : value_(value)
+    {
+    }
+    SQLValue(QString value)
+        : value_(std::move(value))
+    {
+    }
 
     Kind kind() const { return Kind(value_.index()); }
     const auto &value() const { return value_; }
@@ -77,7 +95,11 @@ private:
 // in between. NULL reads as 0, 0.0 or the empty text; the optional readers give absent for NULL.
 class Statement {
 public:
-    Statement(sqlite3_stmt *stmt, sqlite3 *db) : stmt_(stmt), db_(db) {}
+    Statement(sqlite3_stmt *stmt, sqlite3 *db)
+        : stmt_(stmt)
+        , db_(db)
+    {
+    }
     ~Statement();
     Statement(Statement &&other) noexcept;
     Statement &operator=(Statement &&) = delete;

@@ -38,8 +38,8 @@ const QStringList &DocumentKind::all()
 namespace {
 bool isTrimmed(QChar c)
 {
-    return c.isSpace() || c == QLatin1Char('.') || c == QLatin1Char('*') || c == QLatin1Char('"') ||
-           c == QChar(0x201C) || c == QChar(0x201D);
+    return c.isSpace() || c == QLatin1Char('.') || c == QLatin1Char('*') || c == QLatin1Char('"') || c == QChar(0x201C)
+        || c == QChar(0x201D);
 }
 } // namespace
 

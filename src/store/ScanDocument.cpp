@@ -8,14 +8,15 @@ const QString lastSortKey = QString(QChar(0xFFFF));
 
 bool ScanDocument::isProcessing() const
 {
-    return !missing && (ocrStatus == OCRStatus::pending ||
-                        (ocrStatus == OCRStatus::done && extractStatus == ExtractStatus::pending));
+    return !missing
+        && (ocrStatus == OCRStatus::pending
+            || (ocrStatus == OCRStatus::done && extractStatus == ExtractStatus::pending));
 }
 
 bool ScanDocument::needsReview() const
 {
-    return !missing && ocrStatus == OCRStatus::done && extractStatus != ExtractStatus::pending &&
-           (!organizationID || !date);
+    return !missing && ocrStatus == OCRStatus::done && extractStatus != ExtractStatus::pending
+        && (!organizationID || !date);
 }
 
 QString ScanDocument::organizationSortKey() const

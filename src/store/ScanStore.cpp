@@ -17,7 +17,8 @@ QString idList(const DocumentIDs &ids)
     return text;
 }
 
-ScanStore::ScanStore(const QString &folder) : folder_(folder)
+ScanStore::ScanStore(const QString &folder)
+    : folder_(folder)
 {
     db_ = std::make_unique<Database>(databasePath());
     db_->execute(QStringLiteral("PRAGMA foreign_keys = ON"));

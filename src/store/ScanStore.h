@@ -78,12 +78,10 @@ public:
     QHash<std::int64_t, QStringList> pageSamples(int length);
 
     // Writes
-    void saveOCR(const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations,
-                 const QString &sha256);
-    void saveExtraction(std::int64_t id, const std::optional<QString> &organization,
-                        const std::optional<QString> &date, const std::optional<QString> &kind,
-                        const std::optional<QString> &log, const std::optional<QString> &trace,
-                        std::optional<std::int64_t> similarTo);
+    void saveOCR(const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations, const QString &sha256);
+    void saveExtraction(std::int64_t id, const std::optional<QString> &organization, const std::optional<QString> &date,
+        const std::optional<QString> &kind, const std::optional<QString> &log, const std::optional<QString> &trace,
+        std::optional<std::int64_t> similarTo);
     void resetOCR(const DocumentIDs &ids);
     void resetExtraction(const DocumentIDs &ids);
     void setKind(const DocumentIDs &ids, const std::optional<QString> &kind);
@@ -94,7 +92,7 @@ public:
     void markOCRFailed(const OCRJob &job, const QString &error);
     // The model could not file a pending scan; ignored when the scan is no longer pending.
     void markExtractionFailed(std::int64_t id, const QString &error, const std::optional<QString> &log,
-                              const std::optional<QString> &trace, std::optional<std::int64_t> similarTo);
+        const std::optional<QString> &trace, std::optional<std::int64_t> similarTo);
     // Ask the model again about every scan it filed or failed on.
     int reextractModelFiled();
     // Ask the model again about those of them still without an organization or a date.

@@ -64,22 +64,22 @@ std::vector<ScanDocument> ScanStore::documents(const DocumentIDs &ids)
 
 std::vector<Organization> ScanStore::organizations()
 {
-    Statement statement = db_->prepare(
-        QStringLiteral("SELECT o.id, o.name, COUNT(d.id) FROM organizations o\n"
-                       "LEFT JOIN documents d ON d.organization_id = o.id AND d.missing = 0\n"
-                       "GROUP BY o.id ORDER BY o.name COLLATE NOCASE"));
+    Statement statement
+        = db_->prepare(QStringLiteral("SELECT o.id, o.name, COUNT(d.id) FROM organizations o\n"
+                                      "LEFT JOIN documents d ON d.organization_id = o.id AND d.missing = 0\n"
+                                      "GROUP BY o.id ORDER BY o.name COLLATE NOCASE"));
     statement.bind({});
     std::vector<Organization> organizations;
     while (statement.step())
-        organizations.push_back({statement.int64(0), statement.text(1), int(statement.int64(2))});
+        organizations.push_back({ statement.int64(0), statement.text(1), int(statement.int64(2)) });
     return organizations;
 }
 
 QStringList ScanStore::pages(std::int64_t documentID)
 {
-    Statement statement =
-        db_->prepare(QStringLiteral("SELECT text FROM pages WHERE document_id = ? ORDER BY page_index"));
-    statement.bind({documentID});
+    Statement statement
+        = db_->prepare(QStringLiteral("SELECT text FROM pages WHERE document_id = ? ORDER BY page_index"));
+    statement.bind({ documentID });
     QStringList pages;
     while (statement.step())
         pages.append(statement.text(0));
@@ -88,15 +88,15 @@ QStringList ScanStore::pages(std::int64_t documentID)
 
 ScanStore::PendingCounts ScanStore::pendingCounts()
 {
-    Statement statement = db_->prepare(QStringLiteral(
-        "SELECT SUM(ocr_status = 'pending'), SUM(ocr_status = 'done' AND extract_status = 'pending')\n"
-        "FROM documents WHERE missing = 0"));
+    Statement statement = db_->prepare(
+        QStringLiteral("SELECT SUM(ocr_status = 'pending'), SUM(ocr_status = 'done' AND extract_status = 'pending')\n"
+                       "FROM documents WHERE missing = 0"));
     statement.bind({});
     PendingCounts counts;
     bool first = true;
     while (statement.step()) {
         if (first)
-            counts = {int(statement.int64(0)), int(statement.int64(1))};
+            counts = { int(statement.int64(0)), int(statement.int64(1)) };
         first = false;
     }
     return counts;
@@ -106,12 +106,12 @@ std::optional<ScanStore::OCRJob> ScanStore::nextOCRJob(const std::optional<Docum
 {
     Statement statement = db_->prepare(
         QStringLiteral("SELECT id, path, file_size, file_modified FROM documents WHERE ocr_status = 'pending' AND "
-                       "missing = 0") +
-        amongCondition(among) + QStringLiteral(" ORDER BY added_at DESC, id DESC LIMIT 1"));
+                       "missing = 0")
+        + amongCondition(among) + QStringLiteral(" ORDER BY added_at DESC, id DESC LIMIT 1"));
     statement.bind({});
     std::optional<OCRJob> job;
     while (statement.step())
-        job = OCRJob{statement.int64(0), statement.text(1), statement.int64(2), statement.real(3)};
+        job = OCRJob { statement.int64(0), statement.text(1), statement.int64(2), statement.real(3) };
     return job;
 }
 
@@ -119,12 +119,12 @@ std::optional<ScanStore::ExtractionJob> ScanStore::nextExtractionJob(const std::
 {
     Statement statement = db_->prepare(
         QStringLiteral("SELECT id, path FROM documents WHERE ocr_status = 'done' AND extract_status = 'pending' AND "
-                       "missing = 0") +
-        amongCondition(among) + QStringLiteral("\nORDER BY added_at DESC, id DESC LIMIT 1"));
+                       "missing = 0")
+        + amongCondition(among) + QStringLiteral("\nORDER BY added_at DESC, id DESC LIMIT 1"));
     statement.bind({});
     std::optional<ExtractionJob> job;
     while (statement.step())
-        job = ExtractionJob{statement.int64(0), statement.text(1), {}};
+        job = ExtractionJob { statement.int64(0), statement.text(1), {} };
     if (job)
         job->pages = pages(job->id);
     return job;
@@ -133,7 +133,7 @@ std::optional<ScanStore::ExtractionJob> ScanStore::nextExtractionJob(const std::
 std::optional<QString> ScanStore::trace(std::int64_t documentID)
 {
     Statement statement = db_->prepare(QStringLiteral("SELECT extract_trace FROM documents WHERE id = ?"));
-    statement.bind({documentID});
+    statement.bind({ documentID });
     std::optional<QString> trace;
     while (statement.step())
         trace = statement.optionalText(0);
@@ -143,7 +143,7 @@ std::optional<QString> ScanStore::trace(std::int64_t documentID)
 std::optional<QString> ScanStore::setting(const QString &key)
 {
     Statement statement = db_->prepare(QStringLiteral("SELECT value FROM settings WHERE key = ?"));
-    statement.bind({key});
+    statement.bind({ key });
     std::optional<QString> value;
     while (statement.step())
         value = statement.text(0);
@@ -167,7 +167,7 @@ QHash<std::int64_t, QStringList> ScanStore::pageSamples(int length)
         QStringLiteral("SELECT p.document_id, substr(p.text, 1, ?) FROM pages p JOIN documents d ON d.id = "
                        "p.document_id\n"
                        "WHERE d.ocr_status = 'done' AND d.missing = 0 ORDER BY p.document_id, p.page_index"));
-    statement.bind({length});
+    statement.bind({ length });
     QHash<std::int64_t, QStringList> samples;
     while (statement.step())
         samples[statement.int64(0)].append(statement.text(1));

@@ -31,7 +31,7 @@ bool ScanStore::isCurrent(const OCRJob &job)
 {
     Statement statement = db_->prepare(QStringLiteral(
         "SELECT 1 FROM documents WHERE id = ? AND file_size = ? AND file_modified = ? AND ocr_status = 'pending'"));
-    statement.bind({job.id, job.size, job.modified});
+    statement.bind({ job.id, job.size, job.modified });
     return statement.step();
 }
 
@@ -47,43 +47,41 @@ void ScanStore::reindex(const DocumentIDs &ids)
 void ScanStore::reindexOrganization(std::int64_t organizationID)
 {
     Statement statement = db_->prepare(QStringLiteral("SELECT id FROM documents WHERE organization_id = ?"));
-    statement.bind({organizationID});
+    statement.bind({ organizationID });
     DocumentIDs ids;
     while (statement.step())
         ids.push_back(statement.int64(0));
     reindex(ids);
 }
 
-void ScanStore::saveOCR(const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations,
-                        const QString &sha256)
+void ScanStore::saveOCR(
+    const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations, const QString &sha256)
 {
     const std::optional<QString> rotationsColumn = rotationsText(rotations);
     inImmediateTransaction(*db_, [&] {
         if (!isCurrent(job))
             return;
-        db_->run(QStringLiteral("DELETE FROM pages WHERE document_id = ?"), {job.id});
-        Statement insert =
-            db_->prepare(QStringLiteral("INSERT INTO pages (document_id, page_index, text) VALUES (?, ?, ?)"));
+        db_->run(QStringLiteral("DELETE FROM pages WHERE document_id = ?"), { job.id });
+        Statement insert
+            = db_->prepare(QStringLiteral("INSERT INTO pages (document_id, page_index, text) VALUES (?, ?, ?)"));
         for (int index = 0; index < pages.size(); ++index) {
-            insert.bind({job.id, index, pages[index]});
-            while (insert.step()) {
-            }
+            insert.bind({ job.id, index, pages[index] });
+            while (insert.step()) { }
         }
         db_->run(QStringLiteral("UPDATE documents SET ocr_status = 'done', ocr_at = ?, page_count = ?, sha256 = ?, "
                                 "page_rotations = ?, error = NULL WHERE id = ?"),
-                 {now(), int(pages.size()), sha256, rotationsColumn, job.id});
-        reindex({job.id});
+            { now(), int(pages.size()), sha256, rotationsColumn, job.id });
+        reindex({ job.id });
     });
 }
 
 void ScanStore::saveExtraction(std::int64_t id, const std::optional<QString> &organization,
-                               const std::optional<QString> &date, const std::optional<QString> &kind,
-                               const std::optional<QString> &log, const std::optional<QString> &trace,
-                               std::optional<std::int64_t> similarTo)
+    const std::optional<QString> &date, const std::optional<QString> &kind, const std::optional<QString> &log,
+    const std::optional<QString> &trace, std::optional<std::int64_t> similarTo)
 {
     inImmediateTransaction(*db_, [&] {
         Statement status = db_->prepare(QStringLiteral("SELECT extract_status FROM documents WHERE id = ?"));
-        status.bind({id});
+        status.bind({ id });
         if (!status.step() || status.text(0) != rawValue(ExtractStatus::pending))
             return;
         // The organization answer is kept as the model gave it; filing it under an organization of the
@@ -91,10 +89,11 @@ void ScanStore::saveExtraction(std::int64_t id, const std::optional<QString> &or
         db_->run(QStringLiteral("UPDATE documents SET extract_status = 'done', extracted_at = ?, doc_date = ?,\n"
                                 "model_organization = ?, error = NULL, extract_log = ?, extract_trace = ?, "
                                 "similar_document_id = ?, doc_kind = ? WHERE id = ?"),
-                 {now(), date, organization, log, trace, optionalID(similarTo), kind, id});
-        reindex({id});
-        db_->run(QStringLiteral("DELETE FROM organizations WHERE id NOT IN (SELECT organization_id FROM documents WHERE "
-                                "organization_id IS NOT NULL)"));
+            { now(), date, organization, log, trace, optionalID(similarTo), kind, id });
+        reindex({ id });
+        db_->run(
+            QStringLiteral("DELETE FROM organizations WHERE id NOT IN (SELECT organization_id FROM documents WHERE "
+                           "organization_id IS NOT NULL)"));
     });
 }
 
@@ -102,23 +101,23 @@ void ScanStore::resetOCR(const DocumentIDs &ids)
 {
     db_->run(QStringLiteral("UPDATE documents SET ocr_status = 'pending', error = NULL,\n"
                             "extract_status = CASE extract_status WHEN 'manual' THEN 'manual' ELSE 'pending' END\n"
-                            "WHERE id IN (") +
-             idList(ids) + QLatin1Char(')'));
+                            "WHERE id IN (")
+        + idList(ids) + QLatin1Char(')'));
 }
 
 void ScanStore::resetExtraction(const DocumentIDs &ids)
 {
-    db_->run(QStringLiteral("UPDATE documents SET extract_status = 'pending', error = NULL WHERE id IN (") +
-             idList(ids) + QStringLiteral(") AND ocr_status = 'done'"));
+    db_->run(QStringLiteral("UPDATE documents SET extract_status = 'pending', error = NULL WHERE id IN (") + idList(ids)
+        + QStringLiteral(") AND ocr_status = 'done'"));
 }
 
 void ScanStore::setKind(const DocumentIDs &ids, const std::optional<QString> &kind)
 {
     inImmediateTransaction(*db_, [&] {
         db_->run(QStringLiteral("UPDATE documents SET doc_kind = ?, extract_status = 'manual', error = NULL WHERE id "
-                                "IN (") +
-                     idList(ids) + QLatin1Char(')'),
-                 {kind});
+                                "IN (")
+                + idList(ids) + QLatin1Char(')'),
+            { kind });
         reindex(ids);
     });
 }
@@ -127,9 +126,9 @@ void ScanStore::setDate(const DocumentIDs &ids, const std::optional<QString> &da
 {
     inImmediateTransaction(*db_, [&] {
         db_->run(QStringLiteral("UPDATE documents SET doc_date = ?, extract_status = 'manual', error = NULL WHERE id "
-                                "IN (") +
-                     idList(ids) + QLatin1Char(')'),
-                 {date});
+                                "IN (")
+                + idList(ids) + QLatin1Char(')'),
+            { date });
         reindex(ids);
     });
 }
@@ -139,25 +138,25 @@ void ScanStore::setSetting(const QString &key, const std::optional<QString> &val
     if (value)
         db_->run(QStringLiteral("INSERT INTO settings (key, value) VALUES (?, ?) ON CONFLICT(key) DO UPDATE SET "
                                 "value = excluded.value"),
-                 {key, *value});
+            { key, *value });
     else
-        db_->run(QStringLiteral("DELETE FROM settings WHERE key = ?"), {key});
+        db_->run(QStringLiteral("DELETE FROM settings WHERE key = ?"), { key });
 }
 
 void ScanStore::markOCRFailed(const OCRJob &job, const QString &error)
 {
     db_->run(QStringLiteral("UPDATE documents SET ocr_status = 'failed', ocr_at = ?, error = ? WHERE id = ? AND "
                             "file_size = ? AND file_modified = ? AND ocr_status = 'pending'"),
-             {now(), error, job.id, job.size, job.modified});
+        { now(), error, job.id, job.size, job.modified });
 }
 
 void ScanStore::markExtractionFailed(std::int64_t id, const QString &error, const std::optional<QString> &log,
-                                     const std::optional<QString> &trace, std::optional<std::int64_t> similarTo)
+    const std::optional<QString> &trace, std::optional<std::int64_t> similarTo)
 {
     db_->run(QStringLiteral("UPDATE documents SET extract_status = 'failed', extracted_at = ?, error = ?, "
                             "extract_log = ?, extract_trace = ?,\n"
                             "similar_document_id = ? WHERE id = ? AND extract_status = 'pending'"),
-             {now(), error, log, trace, optionalID(similarTo), id});
+        { now(), error, log, trace, optionalID(similarTo), id });
 }
 
 int ScanStore::reextractModelFiled()

@@ -30,7 +30,7 @@ QString rawValue(ExtractStatus status)
 
 std::optional<OCRStatus> ocrStatusFromRaw(const QString &raw)
 {
-    for (auto status : {OCRStatus::pending, OCRStatus::done, OCRStatus::failed})
+    for (auto status : { OCRStatus::pending, OCRStatus::done, OCRStatus::failed })
         if (rawValue(status) == raw)
             return status;
     return std::nullopt;
@@ -38,7 +38,7 @@ std::optional<OCRStatus> ocrStatusFromRaw(const QString &raw)
 
 std::optional<ExtractStatus> extractStatusFromRaw(const QString &raw)
 {
-    for (auto status : {ExtractStatus::pending, ExtractStatus::done, ExtractStatus::failed, ExtractStatus::manual})
+    for (auto status : { ExtractStatus::pending, ExtractStatus::done, ExtractStatus::failed, ExtractStatus::manual })
         if (rawValue(status) == raw)
             return status;
     return std::nullopt;

@@ -4,8 +4,7 @@
 
 // Runs `work` between "BEGIN IMMEDIATE" and "COMMIT". A failing BEGIN is thrown at once; any later
 // failure rolls back (ignoring the rollback's own error) and rethrows the first error.
-template <typename Work>
-void inImmediateTransaction(Database &db, Work &&work)
+template <typename Work> void inImmediateTransaction(Database &db, Work &&work)
 {
     db.execute(QStringLiteral("BEGIN IMMEDIATE"));
     try {

@@ -1,5 +1,6 @@
-#include "library/BlockingWait.h"
 #include "library/SerialExecutor.h"
+
+#include "library/BlockingWait.h"
 #include "store/Database.h"
 #include "store/ScanStore.h"
 
@@ -116,7 +117,10 @@ TEST(Serial, droppedWhileCallsAreQueued_finishesThemFirst)
 {
     QTemporaryDir dir;
     struct Counter {
-        explicit Counter(std::atomic<int> *runs) : runs(runs) {}
+        explicit Counter(std::atomic<int> *runs)
+            : runs(runs)
+        {
+        }
         std::atomic<int> *runs;
     };
     std::atomic<int> runs = 0;

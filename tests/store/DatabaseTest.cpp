@@ -90,17 +90,6 @@ TEST(Database, openNewPath_createsFileThatLaterConnectionsShare)
     readOneRow(again, QStringLiteral("SELECT x FROM t"), {}, [](Statement &row) { EXPECT_EQ(row.int64(0), 42); });
 }
 
-TEST(Database, openNonAsciiPath_createsFileUnderThatName)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const QString path = dir.filePath(QStringLiteral("Quittung M\u00fcller \u65e5\u672c.sqlite"));
-    Database db(path);
-    db.execute(QStringLiteral("CREATE TABLE t (x)"));
-    EXPECT_TRUE(QFile::exists(path));
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList { QFileInfo(path).fileName() });
-}
-
 TEST(Database, open_connectionIsWritableSerializedWithFiveSecondBusyTimeout)
 {
     Scratch scratch;
@@ -157,25 +146,6 @@ TEST(Database, openInReadOnlyFolder_throws)
 }
 
 // ---- Errors ----
-
-TEST(Database, errorDescriptionAndWhat_areExactlyTheMessage)
-{
-    const QString text = QStringLiteral("no such table: Z\u00fcrich \u2013 \u65e5\u672c");
-    const Database::Error error(text);
-    EXPECT_EQ(error.message(), text);
-    EXPECT_EQ(error.errorDescription(), text);
-    EXPECT_EQ(QString::fromUtf8(error.what()), text);
-
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    try {
-        scratch.db.execute(QStringLiteral("SELECT * FROM missing"));
-        FAIL() << "no error";
-    } catch (const Database::Error &thrown) {
-        EXPECT_EQ(thrown.errorDescription(), thrown.message());
-        EXPECT_EQ(QString::fromUtf8(thrown.what()), thrown.message());
-    }
-}
 
 // ---- Scripts ----
 
@@ -236,19 +206,6 @@ TEST(Database, prepareMisspeltSql_messageIsSqliteTextThenSqlAsPassed)
     EXPECT_EQ(openStatements(scratch.db), 0);
 }
 
-TEST(Database, prepareUnknownTable_messageNamesTableAndSql)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    const QString sql = QStringLiteral("SELECT * FROM nowhere");
-    try {
-        scratch.db.prepare(sql);
-        FAIL() << "no error";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("no such table: nowhere in: SELECT * FROM nowhere"));
-    }
-}
-
 TEST(Database, statementsGoneOutOfScope_leaveNoneOpenEvenAfterMoveOrError)
 {
     Scratch scratch;
@@ -297,20 +254,6 @@ TEST(Statement, bindFewerValues_clearsTheRestFromTheLastRun)
     ASSERT_TRUE(statement.step());
     EXPECT_EQ(statement.int64(0), 3);
     EXPECT_TRUE(statement.isNull(1));
-}
-
-TEST(Statement, bindAgainAfterRunningToTheEnd_runsStatementAgain)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    scratch.db.execute(QStringLiteral("CREATE TABLE t (x)"));
-    Statement insert = scratch.db.prepare(QStringLiteral("INSERT INTO t VALUES (?)"));
-    for (int value : { 10, 20, 30 }) {
-        insert.bind({ value });
-        EXPECT_FALSE(insert.step());
-    }
-    readOneRow(scratch.db, QStringLiteral("SELECT group_concat(x, ',') FROM t"), {},
-        [](Statement &row) { EXPECT_EQ(row.text(0), QStringLiteral("10,20,30")); });
 }
 
 TEST(Statement, bindBool_storesIntegerOneOrZeroAndReadsBack)
@@ -381,18 +324,6 @@ TEST(Statement, bindNonAsciiText_storesUtf8AndReadsBackUnchanged)
     });
 }
 
-TEST(Statement, bindEmptyOrNullQString_storesEmptyTextNotNull)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    readOneRow(scratch.db, QStringLiteral("SELECT typeof(?1), typeof(?2), ?1"), { QString(), QStringLiteral("") },
-        [](Statement &row) {
-            EXPECT_EQ(row.text(0), QStringLiteral("text"));
-            EXPECT_EQ(row.text(1), QStringLiteral("text"));
-            EXPECT_EQ(row.optionalText(2), QString());
-        });
-}
-
 TEST(Statement, bindAbsentOptional_bindsNullAndKeepsLaterPositions)
 {
     Scratch scratch;
@@ -432,19 +363,6 @@ TEST(Statement, readNull_givesAbsentOrZeroOrEmpty)
     });
 }
 
-TEST(Statement, readZeroAndEmptyText_givesValuesNotAbsent)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    readOneRow(scratch.db, QStringLiteral("SELECT 0, '', 'abc', -12"), {}, [](Statement &row) {
-        EXPECT_FALSE(row.isNull(0));
-        EXPECT_EQ(row.optionalInt64(0), std::optional<std::int64_t>(0));
-        EXPECT_EQ(row.optionalText(1), QString());
-        EXPECT_EQ(row.optionalText(2), QStringLiteral("abc"));
-        EXPECT_EQ(row.optionalInt64(3), std::optional<std::int64_t>(-12));
-    });
-}
-
 // ---- Running ----
 
 TEST(Database, run_returnsRowsChangedByThatStatement)
@@ -476,19 +394,6 @@ TEST(Database, runUniqueViolation_throwsSqliteMessageAndChangesNothing)
     EXPECT_EQ(count(scratch.db, QStringLiteral("t")), 1);
 }
 
-TEST(Database, runMisspeltSql_throwsWithSql)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    const QString sql = QStringLiteral("UPDAT t SET x = 1");
-    try {
-        scratch.db.run(sql);
-        FAIL() << "no error";
-    } catch (const Database::Error &error) {
-        EXPECT_TRUE(error.message().endsWith(QStringLiteral(" in: ") + sql)) << error.message().toStdString();
-    }
-}
-
 TEST(Statement, stepInsertBreakingConstraint_throwsSqliteMessage)
 {
     Scratch scratch;
@@ -517,20 +422,6 @@ TEST(Statement, stepInsertBreakingConstraint_throwsSqliteMessage)
     insert.bind({ 1, 1 });
     EXPECT_FALSE(insert.step());
     EXPECT_EQ(count(scratch.db, QStringLiteral("t")), 1);
-}
-
-TEST(Statement, stepThroughRows_returnsTrueForEachThenFalse)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    Statement statement = scratch.db.prepare(QStringLiteral("SELECT value FROM (SELECT 1 AS value UNION ALL SELECT 2) "
-                                                            "ORDER BY value"));
-    statement.bind({});
-    ASSERT_TRUE(statement.step());
-    EXPECT_EQ(statement.int64(0), 1);
-    ASSERT_TRUE(statement.step());
-    EXPECT_EQ(statement.int64(0), 2);
-    EXPECT_FALSE(statement.step());
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "store/Migrations.h"
+
 #include "store/ScanStore.h"
 #include "support/CatalogueFixtures.h"
 
@@ -24,7 +25,7 @@ QByteArray fileHash(const QString &path)
 QStringList columns(Database &db, const QString &table)
 {
     Statement statement = db.prepare(QStringLiteral("SELECT name FROM pragma_table_info(?)"));
-    statement.bind({table});
+    statement.bind({ table });
     QStringList names;
     while (statement.step())
         names.append(statement.text(0));
@@ -33,8 +34,9 @@ QStringList columns(Database &db, const QString &table)
 
 std::optional<QString> ftsColumn(Database &db, std::int64_t id, const QString &column)
 {
-    return scalar(db, QStringLiteral("SELECT ") + column + QStringLiteral(" FROM documents_fts WHERE rowid = ") +
-                          QString::number(id));
+    return scalar(db,
+        QStringLiteral("SELECT ") + column + QStringLiteral(" FROM documents_fts WHERE rowid = ")
+            + QString::number(id));
 }
 
 class MigrationsTest : public ::testing::Test {
@@ -50,20 +52,20 @@ TEST_F(MigrationsTest, newFolder_createsEveryTableAtCurrentVersion)
     ASSERT_TRUE(QFile::exists(catalogue()));
 
     Database db(catalogue());
-    for (const auto *name : {"organizations", "organization_aliases", "documents", "pages", "settings", "documents_fts",
-                             "documents_org"})
-        EXPECT_TRUE(scalar(db, QStringLiteral("SELECT name FROM sqlite_master WHERE name = '%1'")
-                                   .arg(QLatin1String(name))))
+    for (const auto *name :
+        { "organizations", "organization_aliases", "documents", "pages", "settings", "documents_fts", "documents_org" })
+        EXPECT_TRUE(
+            scalar(db, QStringLiteral("SELECT name FROM sqlite_master WHERE name = '%1'").arg(QLatin1String(name))))
             << name;
     EXPECT_EQ(columns(db, QStringLiteral("documents_fts")),
-              (QStringList{QStringLiteral("name"), QStringLiteral("organization"), QStringLiteral("date"),
-                           QStringLiteral("kind"), QStringLiteral("text")}));
+        (QStringList { QStringLiteral("name"), QStringLiteral("organization"), QStringLiteral("date"),
+            QStringLiteral("kind"), QStringLiteral("text") }));
     const QStringList documentColumns = columns(db, QStringLiteral("documents"));
     EXPECT_EQ(documentColumns.size(), 21);
     EXPECT_EQ(documentColumns.last(), QStringLiteral("page_rotations"));
 }
 
-class OldCatalogueTest : public MigrationsTest, public ::testing::WithParamInterface<int> {};
+class OldCatalogueTest : public MigrationsTest, public ::testing::WithParamInterface<int> { };
 
 // A catalogue left by an older release, with scans, pages and an organization, is brought up to date
 // with its data intact and its full-text index rebuilt from it.
@@ -76,16 +78,17 @@ TEST_P(OldCatalogueTest, filledOldCatalogue_migratesWithDataAndIndex)
     {
         Database db(catalogue());
         const auto org = insertOrganization(db, QStringLiteral("Stadtwerke Zürich"));
-        filed = insertDocument(db, {.path = QStringLiteral("2024/bill.pdf"),
-                                    .ocrStatus = QStringLiteral("done"),
-                                    .extractStatus = QStringLiteral("done"),
-                                    .date = QStringLiteral("2024-05-01"),
-                                    .organizationID = org});
+        filed = insertDocument(db,
+            { .path = QStringLiteral("2024/bill.pdf"),
+                .ocrStatus = QStringLiteral("done"),
+                .extractStatus = QStringLiteral("done"),
+                .date = QStringLiteral("2024-05-01"),
+                .organizationID = org });
         insertPage(db, filed, 1, QStringLiteral("second page"));
         insertPage(db, filed, 0, QStringLiteral("first page"));
-        bare = insertDocument(db, {.path = QStringLiteral("new.pdf")});
+        bare = insertDocument(db, { .path = QStringLiteral("new.pdf") });
         if (version >= 2)
-            db.run(QStringLiteral("UPDATE documents SET extract_log = 'log' WHERE id = ?"), {filed});
+            db.run(QStringLiteral("UPDATE documents SET extract_log = 'log' WHERE id = ?"), { filed });
         // From version 3 on, the release that wrote the catalogue kept the index up to date itself.
         if (version >= 3)
             db.run(Migrations::fullTextFill() + QStringLiteral("1"));
@@ -105,16 +108,16 @@ TEST_P(OldCatalogueTest, filledOldCatalogue_migratesWithDataAndIndex)
     EXPECT_EQ(ftsColumn(db, bare, QStringLiteral("organization")), QString());
     EXPECT_EQ(ftsColumn(db, bare, QStringLiteral("text")), QString());
     // Diacritics are folded by the tokenizer.
-    EXPECT_EQ(ftsMatches(db, QStringLiteral("zurich")), std::vector<std::int64_t>{filed});
+    EXPECT_EQ(ftsMatches(db, QStringLiteral("zurich")), std::vector<std::int64_t> { filed });
 
-    for (const auto *column : {"extract_trace", "doc_kind", "page_rotations"})
-        EXPECT_EQ(scalar(db, QStringLiteral("SELECT COUNT(*) FROM documents WHERE %1 IS NOT NULL")
-                                 .arg(QLatin1String(column))),
-                  QStringLiteral("0"))
+    for (const auto *column : { "extract_trace", "doc_kind", "page_rotations" })
+        EXPECT_EQ(scalar(db,
+                      QStringLiteral("SELECT COUNT(*) FROM documents WHERE %1 IS NOT NULL").arg(QLatin1String(column))),
+            QStringLiteral("0"))
             << column;
     EXPECT_EQ(scalar(db, QStringLiteral("SELECT COUNT(*) FROM settings")), QStringLiteral("0"));
     if (version >= 2) {
-        EXPECT_EQ(store.documents(DocumentIDs{filed}).at(0).extractLog, QStringLiteral("log"));
+        EXPECT_EQ(store.documents(DocumentIDs { filed }).at(0).extractLog, QStringLiteral("log"));
     }
 }
 
@@ -125,7 +128,7 @@ TEST_F(MigrationsTest, currentOrNewerCatalogue_isOpenedWithoutAnyWrite)
     createCatalogue(dir.path(), 4);
     {
         Database db(catalogue());
-        insertDocument(db, {.path = QStringLiteral("a.pdf")});
+        insertDocument(db, { .path = QStringLiteral("a.pdf") });
     }
     const QByteArray atCurrent = fileHash(catalogue());
     EXPECT_EQ(ScanStore(dir.path()).schemaVersion(), 4);
@@ -228,21 +231,21 @@ TEST_F(MigrationsTest, foreignKeys_followDeletedOrganizationsAndDocuments)
     db.execute(QStringLiteral("PRAGMA foreign_keys = ON"));
     const auto org = insertOrganization(db, QStringLiteral("ACME"));
     db.run(QStringLiteral("INSERT INTO organization_aliases (alias_key, organization_id) VALUES ('acme corp', ?)"),
-           {org});
-    const auto first = insertDocument(db, {.path = QStringLiteral("a.pdf"), .organizationID = org});
-    const auto second = insertDocument(db, {.path = QStringLiteral("b.pdf")});
+        { org });
+    const auto first = insertDocument(db, { .path = QStringLiteral("a.pdf"), .organizationID = org });
+    const auto second = insertDocument(db, { .path = QStringLiteral("b.pdf") });
     insertPage(db, first, 0, QStringLiteral("text"));
-    db.run(QStringLiteral("UPDATE documents SET similar_document_id = ? WHERE id = ?"), {first, second});
+    db.run(QStringLiteral("UPDATE documents SET similar_document_id = ? WHERE id = ?"), { first, second });
 
-    db.run(QStringLiteral("DELETE FROM organizations WHERE id = ?"), {org});
-    const auto afterOrg = store.documents(DocumentIDs{first});
+    db.run(QStringLiteral("DELETE FROM organizations WHERE id = ?"), { org });
+    const auto afterOrg = store.documents(DocumentIDs { first });
     ASSERT_EQ(afterOrg.size(), 1u);
     EXPECT_FALSE(afterOrg[0].organizationID);
     EXPECT_EQ(scalar(db, QStringLiteral("SELECT COUNT(*) FROM organization_aliases")), QStringLiteral("0"));
 
-    db.run(QStringLiteral("DELETE FROM documents WHERE id = ?"), {first});
+    db.run(QStringLiteral("DELETE FROM documents WHERE id = ?"), { first });
     EXPECT_TRUE(store.pages(first).isEmpty());
-    EXPECT_FALSE(store.documents(DocumentIDs{second}).at(0).similarID);
+    EXPECT_FALSE(store.documents(DocumentIDs { second }).at(0).similarID);
 }
 
 } // namespace

@@ -4,26 +4,26 @@ using Ids = std::vector<std::int64_t>;
 
 namespace {
 
-class ScanStoreReads : public StoreFixture {};
+class ScanStoreReads : public StoreFixture { };
 
 TEST_F(ScanStoreReads, documents_readEveryColumnOfTheRow)
 {
     const auto org = CatalogueFixtures::insertOrganization(db, QStringLiteral("Acme Insurance"));
-    const auto similar = add({.path = QStringLiteral("old/letter.pdf")});
-    const auto id = add({.path = QStringLiteral("2024/Bill.pdf"),
-                         .fileSize = 123456,
-                         .fileModified = 1'700'000'123.5,
-                         .addedAt = 1'700'000'999.25,
-                         .ocrStatus = QStringLiteral("done"),
-                         .extractStatus = QStringLiteral("manual"),
-                         .date = QStringLiteral("2024-05-01"),
-                         .organizationID = org});
+    const auto similar = add({ .path = QStringLiteral("old/letter.pdf") });
+    const auto id = add({ .path = QStringLiteral("2024/Bill.pdf"),
+        .fileSize = 123456,
+        .fileModified = 1'700'000'123.5,
+        .addedAt = 1'700'000'999.25,
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("manual"),
+        .date = QStringLiteral("2024-05-01"),
+        .organizationID = org });
     db.run(QStringLiteral("UPDATE documents SET page_count = 3, error = 'oops', model_organization = 'ACME INS.', "
                           "extract_log = 'log', similar_document_id = ?, doc_kind = 'Bill', page_rotations = "
                           "'0,90,180' WHERE id = ?"),
-           {similar, id});
+        { similar, id });
 
-    const auto documents = store->documents(Ids{id});
+    const auto documents = store->documents(Ids { id });
     ASSERT_EQ(documents.size(), 1u);
     const ScanDocument &doc = documents[0];
     EXPECT_EQ(doc.id, id);
@@ -44,14 +44,15 @@ TEST_F(ScanStoreReads, documents_readEveryColumnOfTheRow)
     EXPECT_EQ(doc.similarID, similar);
     EXPECT_EQ(doc.similarPath, QStringLiteral("old/letter.pdf"));
     EXPECT_EQ(doc.kind, QStringLiteral("Bill"));
-    EXPECT_EQ(doc.pageRotations, (std::vector<int>{0, 90, 180}));
+    EXPECT_EQ(doc.pageRotations, (std::vector<int> { 0, 90, 180 }));
 }
 
 TEST_F(ScanStoreReads, documents_nullColumnsAndUnknownStatusesReadAsDefaults)
 {
-    const auto id = add({.path = QStringLiteral("a.pdf")});
-    db.run(QStringLiteral("UPDATE documents SET ocr_status = 'weird', extract_status = 'DONE', missing = 7 WHERE id = ?"),
-           {id});
+    const auto id = add({ .path = QStringLiteral("a.pdf") });
+    db.run(
+        QStringLiteral("UPDATE documents SET ocr_status = 'weird', extract_status = 'DONE', missing = 7 WHERE id = ?"),
+        { id });
     const ScanDocument doc = store->documents().at(0);
     EXPECT_EQ(doc.ocrStatus, OCRStatus::pending);
     EXPECT_EQ(doc.extractStatus, ExtractStatus::pending);
@@ -67,10 +68,10 @@ TEST_F(ScanStoreReads, documents_nullColumnsAndUnknownStatusesReadAsDefaults)
 
 TEST_F(ScanStoreReads, documentsByIds_emptyListGivesNothingAndUnknownIdsAreSkipped)
 {
-    const auto a = add({.path = QStringLiteral("a.pdf")});
-    add({.path = QStringLiteral("b.pdf")});
-    EXPECT_TRUE(store->documents(Ids{}).empty());
-    const auto found = store->documents(Ids{a, 999});
+    const auto a = add({ .path = QStringLiteral("a.pdf") });
+    add({ .path = QStringLiteral("b.pdf") });
+    EXPECT_TRUE(store->documents(Ids {}).empty());
+    const auto found = store->documents(Ids { a, 999 });
     ASSERT_EQ(found.size(), 1u);
     EXPECT_EQ(found[0].id, a);
     EXPECT_EQ(store->documents().size(), 2u);
@@ -81,78 +82,84 @@ TEST_F(ScanStoreReads, organizations_countPresentScansAndSortIgnoringCase)
     const auto zeta = CatalogueFixtures::insertOrganization(db, QStringLiteral("zeta"));
     const auto alpha = CatalogueFixtures::insertOrganization(db, QStringLiteral("Alpha"));
     const auto empty = CatalogueFixtures::insertOrganization(db, QStringLiteral("Beta"));
-    add({.path = QStringLiteral("1.pdf"), .organizationID = alpha});
-    add({.path = QStringLiteral("2.pdf"), .organizationID = alpha});
-    add({.path = QStringLiteral("3.pdf"), .missing = true, .organizationID = alpha});
-    add({.path = QStringLiteral("4.pdf"), .missing = true, .organizationID = zeta});
+    add({ .path = QStringLiteral("1.pdf"), .organizationID = alpha });
+    add({ .path = QStringLiteral("2.pdf"), .organizationID = alpha });
+    add({ .path = QStringLiteral("3.pdf"), .missing = true, .organizationID = alpha });
+    add({ .path = QStringLiteral("4.pdf"), .missing = true, .organizationID = zeta });
 
-    EXPECT_EQ(store->organizations(), (std::vector<Organization>{{alpha, QStringLiteral("Alpha"), 2},
-                                                                 {empty, QStringLiteral("Beta"), 0},
-                                                                 {zeta, QStringLiteral("zeta"), 0}}));
+    EXPECT_EQ(store->organizations(),
+        (std::vector<Organization> { { alpha, QStringLiteral("Alpha"), 2 }, { empty, QStringLiteral("Beta"), 0 },
+            { zeta, QStringLiteral("zeta"), 0 } }));
 }
 
 TEST_F(ScanStoreReads, pages_comeInPageOrder)
 {
-    const auto id = add({.path = QStringLiteral("a.pdf")});
+    const auto id = add({ .path = QStringLiteral("a.pdf") });
     CatalogueFixtures::insertPage(db, id, 2, QStringLiteral("three"));
     CatalogueFixtures::insertPage(db, id, 0, QStringLiteral("one"));
     CatalogueFixtures::insertPage(db, id, 1, QString());
-    EXPECT_EQ(store->pages(id), (QStringList{QStringLiteral("one"), QString(), QStringLiteral("three")}));
+    EXPECT_EQ(store->pages(id), (QStringList { QStringLiteral("one"), QString(), QStringLiteral("three") }));
     EXPECT_TRUE(store->pages(id + 1).isEmpty());
 }
 
 TEST_F(ScanStoreReads, pendingCounts_leaveOutMissingScans)
 {
-    EXPECT_EQ(store->pendingCounts(), (ScanStore::PendingCounts{0, 0}));
-    add({.path = QStringLiteral("1.pdf")});
-    add({.path = QStringLiteral("2.pdf"), .missing = true});
-    add({.path = QStringLiteral("3.pdf"), .ocrStatus = QStringLiteral("done")});
-    add({.path = QStringLiteral("4.pdf"), .ocrStatus = QStringLiteral("done"), .missing = true});
-    add({.path = QStringLiteral("5.pdf"), .ocrStatus = QStringLiteral("done"), .extractStatus = QStringLiteral("done")});
-    add({.path = QStringLiteral("6.pdf"), .ocrStatus = QStringLiteral("failed")});
-    EXPECT_EQ(store->pendingCounts(), (ScanStore::PendingCounts{1, 1}));
+    EXPECT_EQ(store->pendingCounts(), (ScanStore::PendingCounts { 0, 0 }));
+    add({ .path = QStringLiteral("1.pdf") });
+    add({ .path = QStringLiteral("2.pdf"), .missing = true });
+    add({ .path = QStringLiteral("3.pdf"), .ocrStatus = QStringLiteral("done") });
+    add({ .path = QStringLiteral("4.pdf"), .ocrStatus = QStringLiteral("done"), .missing = true });
+    add({ .path = QStringLiteral("5.pdf"),
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("done") });
+    add({ .path = QStringLiteral("6.pdf"), .ocrStatus = QStringLiteral("failed") });
+    EXPECT_EQ(store->pendingCounts(), (ScanStore::PendingCounts { 1, 1 }));
 }
 
 TEST_F(ScanStoreReads, nextOCRJob_takesNewestPresentPendingScan)
 {
     EXPECT_FALSE(store->nextOCRJob());
-    const auto older = add({.path = QStringLiteral("older.pdf"), .addedAt = 100});
-    const auto tieLow = add({.path = QStringLiteral("tie-low.pdf"), .fileSize = 42, .fileModified = 5.5, .addedAt = 200});
-    const auto tieHigh = add({.path = QStringLiteral("tie-high.pdf"), .addedAt = 200});
-    add({.path = QStringLiteral("missing.pdf"), .addedAt = 300, .missing = true});
-    add({.path = QStringLiteral("done.pdf"), .addedAt = 300, .ocrStatus = QStringLiteral("done")});
+    const auto older = add({ .path = QStringLiteral("older.pdf"), .addedAt = 100 });
+    const auto tieLow
+        = add({ .path = QStringLiteral("tie-low.pdf"), .fileSize = 42, .fileModified = 5.5, .addedAt = 200 });
+    const auto tieHigh = add({ .path = QStringLiteral("tie-high.pdf"), .addedAt = 200 });
+    add({ .path = QStringLiteral("missing.pdf"), .addedAt = 300, .missing = true });
+    add({ .path = QStringLiteral("done.pdf"), .addedAt = 300, .ocrStatus = QStringLiteral("done") });
 
     EXPECT_EQ(store->nextOCRJob()->id, tieHigh);
-    EXPECT_EQ(store->nextOCRJob(Ids{older, tieLow}),
-              (ScanStore::OCRJob{tieLow, QStringLiteral("tie-low.pdf"), 42, 5.5}));
-    EXPECT_EQ(store->nextOCRJob(Ids{older})->id, older);
-    EXPECT_FALSE(store->nextOCRJob(Ids{}));
+    EXPECT_EQ(store->nextOCRJob(Ids { older, tieLow }),
+        (ScanStore::OCRJob { tieLow, QStringLiteral("tie-low.pdf"), 42, 5.5 }));
+    EXPECT_EQ(store->nextOCRJob(Ids { older })->id, older);
+    EXPECT_FALSE(store->nextOCRJob(Ids {}));
 }
 
 TEST_F(ScanStoreReads, nextExtractionJob_takesNewestScanWithTextAndCarriesItsPages)
 {
-    add({.path = QStringLiteral("no-text.pdf"), .addedAt = 500});
-    const auto older = add({.path = QStringLiteral("older.pdf"), .addedAt = 100, .ocrStatus = QStringLiteral("done")});
-    const auto newer = add({.path = QStringLiteral("newer.pdf"), .addedAt = 200, .ocrStatus = QStringLiteral("done")});
-    add({.path = QStringLiteral("filed.pdf"),
-         .addedAt = 300,
-         .ocrStatus = QStringLiteral("done"),
-         .extractStatus = QStringLiteral("done")});
+    add({ .path = QStringLiteral("no-text.pdf"), .addedAt = 500 });
+    const auto older
+        = add({ .path = QStringLiteral("older.pdf"), .addedAt = 100, .ocrStatus = QStringLiteral("done") });
+    const auto newer
+        = add({ .path = QStringLiteral("newer.pdf"), .addedAt = 200, .ocrStatus = QStringLiteral("done") });
+    add({ .path = QStringLiteral("filed.pdf"),
+        .addedAt = 300,
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("done") });
     CatalogueFixtures::insertPage(db, newer, 1, QStringLiteral("b"));
     CatalogueFixtures::insertPage(db, newer, 0, QStringLiteral("a"));
 
     EXPECT_EQ(store->nextExtractionJob(),
-              (ScanStore::ExtractionJob{newer, QStringLiteral("newer.pdf"), {QStringLiteral("a"), QStringLiteral("b")}}));
-    EXPECT_EQ(store->nextExtractionJob(Ids{older})->id, older);
-    EXPECT_FALSE(store->nextExtractionJob(Ids{}));
+        (ScanStore::ExtractionJob {
+            newer, QStringLiteral("newer.pdf"), { QStringLiteral("a"), QStringLiteral("b") } }));
+    EXPECT_EQ(store->nextExtractionJob(Ids { older })->id, older);
+    EXPECT_FALSE(store->nextExtractionJob(Ids {}));
 }
 
 TEST_F(ScanStoreReads, traceAndSettings_absentUntilWritten)
 {
-    const auto id = add({.path = QStringLiteral("a.pdf")});
+    const auto id = add({ .path = QStringLiteral("a.pdf") });
     EXPECT_FALSE(store->trace(id));
     EXPECT_FALSE(store->trace(id + 100));
-    db.run(QStringLiteral("UPDATE documents SET extract_trace = '{}' WHERE id = ?"), {id});
+    db.run(QStringLiteral("UPDATE documents SET extract_trace = '{}' WHERE id = ?"), { id });
     EXPECT_EQ(store->trace(id), QStringLiteral("{}"));
 
     EXPECT_FALSE(store->setting(QStringLiteral("instructions")));
@@ -167,23 +174,31 @@ TEST_F(ScanStoreReads, traceAndSettings_absentUntilWritten)
 
 TEST_F(ScanStoreReads, modelExtractionCount_countsPresentScansTheModelFiledOrFailed)
 {
-    add({.path = QStringLiteral("1.pdf"), .ocrStatus = QStringLiteral("done"), .extractStatus = QStringLiteral("done")});
-    add({.path = QStringLiteral("2.pdf"), .ocrStatus = QStringLiteral("done"), .extractStatus = QStringLiteral("failed")});
-    add({.path = QStringLiteral("3.pdf"), .ocrStatus = QStringLiteral("done"), .extractStatus = QStringLiteral("manual")});
-    add({.path = QStringLiteral("4.pdf"), .ocrStatus = QStringLiteral("done"), .extractStatus = QStringLiteral("pending")});
-    add({.path = QStringLiteral("5.pdf"),
-         .ocrStatus = QStringLiteral("done"),
-         .extractStatus = QStringLiteral("done"),
-         .missing = true});
+    add({ .path = QStringLiteral("1.pdf"),
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("done") });
+    add({ .path = QStringLiteral("2.pdf"),
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("failed") });
+    add({ .path = QStringLiteral("3.pdf"),
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("manual") });
+    add({ .path = QStringLiteral("4.pdf"),
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("pending") });
+    add({ .path = QStringLiteral("5.pdf"),
+        .ocrStatus = QStringLiteral("done"),
+        .extractStatus = QStringLiteral("done"),
+        .missing = true });
     EXPECT_EQ(store->modelExtractionCount(), 2);
 }
 
 TEST_F(ScanStoreReads, pageSamples_cutEachPageInCharactersAndKeepPageOrder)
 {
-    const auto a = add({.path = QStringLiteral("a.pdf"), .ocrStatus = QStringLiteral("done")});
-    const auto b = add({.path = QStringLiteral("b.pdf"), .ocrStatus = QStringLiteral("done")});
-    const auto pending = add({.path = QStringLiteral("c.pdf")});
-    const auto missing = add({.path = QStringLiteral("d.pdf"), .ocrStatus = QStringLiteral("done"), .missing = true});
+    const auto a = add({ .path = QStringLiteral("a.pdf"), .ocrStatus = QStringLiteral("done") });
+    const auto b = add({ .path = QStringLiteral("b.pdf"), .ocrStatus = QStringLiteral("done") });
+    const auto pending = add({ .path = QStringLiteral("c.pdf") });
+    const auto missing = add({ .path = QStringLiteral("d.pdf"), .ocrStatus = QStringLiteral("done"), .missing = true });
     CatalogueFixtures::insertPage(db, a, 1, QStringLiteral("Öffnungszeiten"));
     CatalogueFixtures::insertPage(db, a, 0, QStringLiteral("Grüße aus Köln"));
     CatalogueFixtures::insertPage(db, b, 0, QStringLiteral("ab"));
@@ -192,8 +207,8 @@ TEST_F(ScanStoreReads, pageSamples_cutEachPageInCharactersAndKeepPageOrder)
 
     const auto samples = store->pageSamples(4);
     EXPECT_EQ(samples.size(), 2);
-    EXPECT_EQ(samples.value(a), (QStringList{QStringLiteral("Grüß"), QStringLiteral("Öffn")}));
-    EXPECT_EQ(samples.value(b), QStringList{QStringLiteral("ab")});
+    EXPECT_EQ(samples.value(a), (QStringList { QStringLiteral("Grüß"), QStringLiteral("Öffn") }));
+    EXPECT_EQ(samples.value(b), QStringList { QStringLiteral("ab") });
 }
 
 } // namespace

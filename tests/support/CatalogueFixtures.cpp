@@ -21,27 +21,27 @@ std::int64_t insertDocument(Database &db, const Row &row)
 {
     db.run(QStringLiteral("INSERT INTO documents (path, file_size, file_modified, added_at, ocr_status, "
                           "extract_status, missing, doc_date, organization_id) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-           {row.path, row.fileSize, row.fileModified, row.addedAt, row.ocrStatus, row.extractStatus, row.missing,
-            row.date, row.organizationID ? std::optional<SQLValue>(*row.organizationID) : std::nullopt});
+        { row.path, row.fileSize, row.fileModified, row.addedAt, row.ocrStatus, row.extractStatus, row.missing,
+            row.date, row.organizationID ? std::optional<SQLValue>(*row.organizationID) : std::nullopt });
     return scalar(db, QStringLiteral("SELECT last_insert_rowid()"))->toLongLong();
 }
 
 std::int64_t insertOrganization(Database &db, const QString &name)
 {
-    db.run(QStringLiteral("INSERT INTO organizations (name, created_at) VALUES (?, 0)"), {name});
+    db.run(QStringLiteral("INSERT INTO organizations (name, created_at) VALUES (?, 0)"), { name });
     return scalar(db, QStringLiteral("SELECT last_insert_rowid()"))->toLongLong();
 }
 
 void insertPage(Database &db, std::int64_t documentID, int pageIndex, const QString &text)
 {
     db.run(QStringLiteral("INSERT INTO pages (document_id, page_index, text) VALUES (?, ?, ?)"),
-           {documentID, pageIndex, text});
+        { documentID, pageIndex, text });
 }
 
 std::vector<std::int64_t> ftsMatches(Database &db, const QString &match)
 {
     Statement statement = db.prepare(QStringLiteral("SELECT rowid FROM documents_fts WHERE documents_fts MATCH ?"));
-    statement.bind({match});
+    statement.bind({ match });
     std::vector<std::int64_t> ids;
     while (statement.step())
         ids.push_back(statement.int64(0));

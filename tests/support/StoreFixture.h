@@ -15,7 +15,8 @@
 class StoreFixture : public ::testing::Test {
 protected:
     StoreFixture()
-        : store(std::make_unique<ScanStore>(dir.path())), db(QDir(dir.path()).filePath(ScanStore::fileName))
+        : store(std::make_unique<ScanStore>(dir.path()))
+        , db(QDir(dir.path()).filePath(ScanStore::fileName))
     {
     }
 
@@ -23,8 +24,8 @@ protected:
     std::optional<QString> value(const QString &sql) { return CatalogueFixtures::scalar(db, sql); }
     std::optional<QString> column(std::int64_t id, const QString &name)
     {
-        return value(QStringLiteral("SELECT ") + name + QStringLiteral(" FROM documents WHERE id = ") +
-                     QString::number(id));
+        return value(
+            QStringLiteral("SELECT ") + name + QStringLiteral(" FROM documents WHERE id = ") + QString::number(id));
     }
     std::vector<std::int64_t> search(const QString &match) { return CatalogueFixtures::ftsMatches(db, match); }
 
