@@ -100,6 +100,8 @@ public:
 
 private:
     bool isCurrent(const OCRJob &job);
+    // Sets one fact column of the scans by hand (`manual`) and reindexes them.
+    void setByHand(const DocumentIDs &ids, const QString &column, const std::optional<QString> &value);
     void reindex(const DocumentIDs &ids);
     void reindexOrganization(std::int64_t organizationID);
 

@@ -113,22 +113,21 @@ void ScanStore::resetExtraction(const DocumentIDs &ids)
 
 void ScanStore::setKind(const DocumentIDs &ids, const std::optional<QString> &kind)
 {
-    inImmediateTransaction(*db_, [&] {
-        db_->run(QStringLiteral("UPDATE documents SET doc_kind = ?, extract_status = 'manual', error = NULL WHERE id "
-                                "IN (")
-                + idList(ids) + QLatin1Char(')'),
-            { kind });
-        reindex(ids);
-    });
+    setByHand(ids, QStringLiteral("doc_kind"), kind);
 }
 
 void ScanStore::setDate(const DocumentIDs &ids, const std::optional<QString> &date)
 {
+    setByHand(ids, QStringLiteral("doc_date"), date);
+}
+
+void ScanStore::setByHand(const DocumentIDs &ids, const QString &column, const std::optional<QString> &value)
+{
     inImmediateTransaction(*db_, [&] {
-        db_->run(QStringLiteral("UPDATE documents SET doc_date = ?, extract_status = 'manual', error = NULL WHERE id "
-                                "IN (")
-                + idList(ids) + QLatin1Char(')'),
-            { date });
+        db_->run(QStringLiteral("UPDATE documents SET ") + column
+                + QStringLiteral(" = ?, extract_status = 'manual', error = NULL WHERE id IN (") + idList(ids)
+                + QLatin1Char(')'),
+            { value });
         reindex(ids);
     });
 }
