@@ -99,14 +99,6 @@ TEST(ScanDocument, presentScanStates_giveProcessingReviewAndStatusSortKey)
     }
 }
 
-TEST(ScanDocument, organizationKnownOnlyByName_stillNeedsReview)
-{
-    ScanDocument doc = document(false, OCRStatus::done, ExtractStatus::done, false, true);
-    doc.organizationName = QStringLiteral("ACME");
-    EXPECT_TRUE(doc.needsReview());
-    EXPECT_EQ(doc.statusSortKey(), 2);
-}
-
 // ---- ScanDocument sort keys ----
 
 TEST(ScanDocument, organizationSortKey_lowerCasedAndAbsentSortsAfterEveryName)
@@ -168,34 +160,6 @@ TEST(ScanDocument, parsePageRotations_readsNumbersBetweenCommas)
         SCOPED_TRACE(c.text ? c.text->toStdString() : std::string("(absent)"));
         EXPECT_EQ(parsePageRotations(c.text), c.rotations);
     }
-}
-
-TEST(Status, rawValues_roundTripAndUnknownTextIsAbsent)
-{
-    const struct {
-        OCRStatus status;
-        const char *raw;
-    } ocr[] = { { OCRStatus::pending, "pending" }, { OCRStatus::done, "done" }, { OCRStatus::failed, "failed" } };
-    for (const auto &c : ocr) {
-        EXPECT_EQ(rawValue(c.status), QString::fromLatin1(c.raw));
-        EXPECT_EQ(ocrStatusFromRaw(QLatin1String(c.raw)), c.status) << c.raw;
-    }
-    const struct {
-        ExtractStatus status;
-        const char *raw;
-    } extract[] = { { ExtractStatus::pending, "pending" }, { ExtractStatus::done, "done" },
-        { ExtractStatus::failed, "failed" }, { ExtractStatus::manual, "manual" } };
-    for (const auto &c : extract) {
-        EXPECT_EQ(rawValue(c.status), QString::fromLatin1(c.raw));
-        EXPECT_EQ(extractStatusFromRaw(QLatin1String(c.raw)), c.status) << c.raw;
-    }
-
-    for (const QString &unknown : { QString(), QStringLiteral("finished"), QStringLiteral("pending ") }) {
-        EXPECT_FALSE(ocrStatusFromRaw(unknown).has_value()) << unknown.toStdString();
-        EXPECT_FALSE(extractStatusFromRaw(unknown).has_value()) << unknown.toStdString();
-    }
-    // Only extraction can be set by hand.
-    EXPECT_FALSE(ocrStatusFromRaw(QStringLiteral("manual")).has_value());
 }
 
 // ---- DocDate ----
