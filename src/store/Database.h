@@ -13,12 +13,10 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-// A value that may be bound to a statement parameter. Int and Int64 both bind as 64-bit integers;
+// A value that may be bound to a statement parameter: every integer binds as a 64-bit integer;
 // Bool binds as 1 or 0; Text binds as UTF-8 that SQLite copies.
 class SQLValue {
 public:
-    enum class Kind { Int64, Int, Bool, Double, Text };
-
     SQLValue(long value)
         : value_(std::int64_t(value))
     {
@@ -44,7 +42,6 @@ public:
     {
     }
 
-    Kind kind() const { return Kind(value_.index()); }
     const auto &value() const { return value_; }
 
 private:

@@ -103,7 +103,6 @@ private:
     // Sets one fact column of the scans by hand (`manual`) and reindexes them.
     void setByHand(const DocumentIDs &ids, const QString &column, const std::optional<QString> &value);
     void reindex(const DocumentIDs &ids);
-    void reindexOrganization(std::int64_t organizationID);
 
     QString folder_;
     std::unique_ptr<Database> db_;

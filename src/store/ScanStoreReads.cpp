@@ -93,12 +93,9 @@ ScanStore::PendingCounts ScanStore::pendingCounts()
                        "FROM documents WHERE missing = 0"));
     statement.bind({});
     PendingCounts counts;
-    bool first = true;
-    while (statement.step()) {
-        if (first)
-            counts = { int(statement.int64(0)), int(statement.int64(1)) };
-        first = false;
-    }
+    // An aggregate gives exactly one row; its NULL sums read as 0.
+    if (statement.step())
+        counts = { int(statement.int64(0)), int(statement.int64(1)) };
     return counts;
 }
 

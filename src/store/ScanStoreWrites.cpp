@@ -44,16 +44,6 @@ void ScanStore::reindex(const DocumentIDs &ids)
     db_->run(Migrations::fullTextFill() + QStringLiteral("d.id IN (") + list + QLatin1Char(')'));
 }
 
-void ScanStore::reindexOrganization(std::int64_t organizationID)
-{
-    Statement statement = db_->prepare(QStringLiteral("SELECT id FROM documents WHERE organization_id = ?"));
-    statement.bind({ organizationID });
-    DocumentIDs ids;
-    while (statement.step())
-        ids.push_back(statement.int64(0));
-    reindex(ids);
-}
-
 void ScanStore::saveOCR(
     const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations, const QString &sha256)
 {
