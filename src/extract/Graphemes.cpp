@@ -1,0 +1,53 @@
+#include "extract/Graphemes.h"
+
+#include <QTextBoundaryFinder>
+
+#include <algorithm>
+
+namespace Graphemes {
+
+namespace {
+struct Prefix {
+    qsizetype characters = 0; // user-perceived characters found, at most the number asked for
+    qsizetype end = 0; // where the last of them ends
+};
+
+// The first `length` user-perceived characters of the text, or all of them when there are fewer.
+// Cluster boundaries depend only on what comes before a position and the one character after it, so
+// they are found in a prefix that grows until it holds enough of them: a long answer is not segmented
+// whole just to keep its first few characters.
+Prefix firstCharacters(const QString &text, qsizetype length)
+{
+    if (length <= 0 || text.isEmpty())
+        return {};
+    qsizetype window = std::min(text.size(), length * 2 + 16);
+    for (;;) {
+        const QString prefix = text.left(window);
+        QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, prefix);
+        Prefix found;
+        for (qsizetype at = finder.toNextBoundary(); at > 0; at = finder.toNextBoundary()) {
+            // The prefix's own end is a boundary only when it is the text's end too.
+            if (at == window && window < text.size())
+                break;
+            found = { found.characters + 1, at };
+            if (found.characters == length)
+                return found;
+        }
+        if (window == text.size())
+            return found;
+        window = std::min(text.size(), window * 2);
+    }
+}
+} // namespace
+
+qsizetype count(const QString &text, qsizetype atMost)
+{
+    return firstCharacters(text, atMost).characters;
+}
+
+QString left(const QString &text, qsizetype length)
+{
+    return text.left(firstCharacters(text, length).end);
+}
+
+} // namespace Graphemes
