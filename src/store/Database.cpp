@@ -66,6 +66,11 @@ int Database::run(const QString &sql, const SQLParams &params)
     return sqlite3_changes(db_);
 }
 
+std::int64_t Database::lastInsertID() const
+{
+    return sqlite3_last_insert_rowid(db_);
+}
+
 Statement::~Statement()
 {
     sqlite3_finalize(stmt_);

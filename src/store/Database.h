@@ -80,6 +80,8 @@ public:
     Statement prepare(const QString &sql);
     // Prepares, binds and steps to the end; returns the number of rows changed.
     int run(const QString &sql, const SQLParams &params = {});
+    // The row id of the last successful INSERT on this connection.
+    std::int64_t lastInsertID() const;
 
     sqlite3 *handle() const { return db_; }
     QString lastErrorMessage() const;

@@ -88,6 +88,21 @@ public:
     void setDate(const DocumentIDs &ids, const std::optional<QString> &date);
     void setSetting(const QString &key, const std::optional<QString> &value);
 
+    // Organization registry. Each of these runs in its own immediate transaction, reindexes every scan
+    // whose organization changed and removes the organizations they leave without scans.
+    //
+    // The names of the `limit` organizations with the most scans, for the model's instructions.
+    QStringList organizationNamesForPrompt(int limit);
+    // Files the scans by hand under the organization called `name` (created, user-named, when none has
+    // that name in any case) or under none. The model answers this overrules become aliases of it.
+    void setOrganization(const DocumentIDs &ids, const std::optional<QString> &name);
+    // Renames by hand (a cleaned name); renaming to the name of another organization merges into it.
+    void renameOrganization(std::int64_t id, const QString &name);
+    // Moves the scans and aliases of `sources` to `target`; their names become aliases of it.
+    void merge(const std::vector<std::int64_t> &sources, std::int64_t target);
+    // Leaves its scans without organization, their statuses unchanged.
+    void deleteOrganization(std::int64_t id);
+
     // Text recognition of the job's file failed; ignored when the file changed or was reset meanwhile.
     void markOCRFailed(const OCRJob &job, const QString &error);
     // The model could not file a pending scan; ignored when the scan is no longer pending.
@@ -103,6 +118,15 @@ private:
     // Sets one fact column of the scans by hand (`manual`) and reindexes them.
     void setByHand(const DocumentIDs &ids, const QString &column, const std::optional<QString> &value);
     void reindex(const DocumentIDs &ids);
+    void reindexOrganization(std::int64_t id);
+
+    // The organization a cleaned name denotes, created when there is none. `exactOnly` takes only an
+    // organization of that very name (the user's choice); otherwise aliases and matching names count
+    // too, and `rememberAlias` records the name as an alias of what it matched.
+    std::int64_t resolveOrganization(const QString &name, bool rememberAlias, bool exactOnly);
+    void addAlias(const QString &name, std::int64_t organization);
+    void mergeOrganizations(const std::vector<std::int64_t> &sources, std::int64_t target);
+    void removeUnusedOrganizations();
 
     QString folder_;
     std::unique_ptr<Database> db_;

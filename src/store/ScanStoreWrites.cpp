@@ -1,3 +1,4 @@
+#include "extract/OrgMatching.h"
 #include "store/Migrations.h"
 #include "store/ScanStore.h"
 #include "store/Transaction.h"
@@ -74,16 +75,18 @@ void ScanStore::saveExtraction(std::int64_t id, const std::optional<QString> &or
         status.bind({ id });
         if (!status.step() || status.text(0) != rawValue(ExtractStatus::pending))
             return;
-        // The organization answer is kept as the model gave it; filing it under an organization of the
-        // registry happens once the registry resolves names.
-        db_->run(QStringLiteral("UPDATE documents SET extract_status = 'done', extracted_at = ?, doc_date = ?,\n"
-                                "model_organization = ?, error = NULL, extract_log = ?, extract_trace = ?, "
-                                "similar_document_id = ?, doc_kind = ? WHERE id = ?"),
-            { now(), date, organization, log, trace, optionalID(similarTo), kind, id });
-        reindex({ id });
+        std::optional<std::int64_t> organizationID;
+        if (organization)
+            if (const auto cleaned = OrgMatching::clean(*organization))
+                organizationID = resolveOrganization(*cleaned, true, false);
+        // The answer itself is kept as the model gave it: it is what a later correction learns from.
         db_->run(
-            QStringLiteral("DELETE FROM organizations WHERE id NOT IN (SELECT organization_id FROM documents WHERE "
-                           "organization_id IS NOT NULL)"));
+            QStringLiteral("UPDATE documents SET extract_status = 'done', extracted_at = ?, organization_id = ?, "
+                           "doc_date = ?,\nmodel_organization = ?, error = NULL, extract_log = ?, extract_trace = ?, "
+                           "similar_document_id = ?, doc_kind = ? WHERE id = ?"),
+            { now(), optionalID(organizationID), date, organization, log, trace, optionalID(similarTo), kind, id });
+        reindex({ id });
+        removeUnusedOrganizations();
     });
 }
 

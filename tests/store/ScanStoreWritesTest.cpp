@@ -112,6 +112,8 @@ TEST_F(ScanStoreWrites, saveExtraction_filesPendingScanAndKeepsTheRawAnswer)
     const ScanDocument doc = store->documents(Ids { id }).at(0);
     EXPECT_EQ(doc.extractStatus, ExtractStatus::done);
     EXPECT_EQ(doc.modelOrganization, QStringLiteral("ACME Corp."));
+    EXPECT_EQ(doc.organizationName, QStringLiteral("ACME")); // filed under the cleaned answer
+    EXPECT_EQ(value(QStringLiteral("SELECT named_by_user FROM organizations")), QStringLiteral("0"));
     EXPECT_EQ(doc.date, QStringLiteral("2024-05-01"));
     EXPECT_EQ(doc.kind, QStringLiteral("Utility bill"));
     EXPECT_EQ(doc.extractLog, QStringLiteral("summary"));
@@ -121,6 +123,7 @@ TEST_F(ScanStoreWrites, saveExtraction_filesPendingScanAndKeepsTheRawAnswer)
     EXPECT_TRUE(column(id, QStringLiteral("extracted_at")));
     EXPECT_EQ(search(QStringLiteral("kind:utility")), Ids { id });
     EXPECT_EQ(search(QStringLiteral("date:\"2024-05-01\"")), Ids { id });
+    EXPECT_EQ(search(QStringLiteral("organization:acme")), Ids { id });
 }
 
 TEST_F(ScanStoreWrites, saveExtraction_scanNoLongerPendingIsLeftAlone)
