@@ -43,7 +43,7 @@ const Field fields[] = {
 // The JSON text of one value, as it appears inside an array.
 QByteArray compact(const QJsonValue &value)
 {
-    const QByteArray array = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    const QByteArray array = QJsonDocument(QJsonArray { value }).toJson(QJsonDocument::Compact);
     return array.mid(1, array.size() - 2);
 }
 
