@@ -1,5 +1,6 @@
 #pragma once
 
+#include "extract/Similarity.h"
 #include "store/Database.h"
 #include "store/ScanDocument.h"
 
@@ -51,6 +52,14 @@ public:
         bool operator==(const ExtractionJob &) const = default;
     };
 
+    // The filed scan that a scan looks like, offered to the model as a hint.
+    struct SimilarDocument {
+        std::int64_t id = 0;
+        QString path;
+        QString organization;
+        bool operator==(const SimilarDocument &) const = default;
+    };
+
     struct PendingCounts {
         int ocr = 0;
         int extract = 0;
@@ -76,6 +85,10 @@ public:
     std::optional<QString> setting(const QString &key);
     int modelExtractionCount();
     QHash<std::int64_t, QStringList> pageSamples(int length);
+    // The present, recognised scan filed under an organization whose first page is most like that of
+    // scan `id`, if one is alike enough. The first call reads every first page; later ones only the
+    // candidates.
+    std::optional<SimilarDocument> similarFiledDocument(std::int64_t id);
 
     // Writes
     void saveOCR(const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations, const QString &sha256);
@@ -130,4 +143,7 @@ private:
 
     QString folder_;
     std::unique_ptr<Database> db_;
+    // First-page fingerprints of every recognised scan, built by the first similarFiledDocument call and
+    // then kept current by saveOCR. Entries of deleted scans stay: they only add to word frequencies.
+    std::optional<Similarity::Index> fingerprints_;
 };

@@ -49,6 +49,7 @@ void ScanStore::saveOCR(
     const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations, const QString &sha256)
 {
     const std::optional<QString> rotationsColumn = rotationsText(rotations);
+    bool saved = false;
     inImmediateTransaction(*db_, [&] {
         if (!isCurrent(job))
             return;
@@ -63,7 +64,11 @@ void ScanStore::saveOCR(
                                 "page_rotations = ?, error = NULL WHERE id = ?"),
             { now(), int(pages.size()), sha256, rotationsColumn, job.id });
         reindex({ job.id });
+        saved = true;
     });
+    // Only what was committed goes into the similar-scan fingerprints.
+    if (saved && fingerprints_)
+        fingerprints_->replace(job.id, Similarity::fingerprint(pages.value(0)));
 }
 
 void ScanStore::saveExtraction(std::int64_t id, const std::optional<QString> &organization,
