@@ -70,14 +70,24 @@ QString quoted(const QString &text)
     return u'\u201C' + text + u'\u201D';
 }
 
-std::vector<Group> organizationGroups(const std::vector<PageAnswer> &answers)
+// Each answer's organization as OrgMatching cleans it; absent for a non-answer.
+std::vector<std::optional<QString>> cleanedNames(const std::vector<PageAnswer> &answers)
+{
+    std::vector<std::optional<QString>> names;
+    names.reserve(answers.size());
+    for (const PageAnswer &answer : answers)
+        names.push_back(answer.organization ? OrgMatching::clean(*answer.organization) : std::nullopt);
+    return names;
+}
+
+std::vector<Group> organizationGroups(
+    const std::vector<PageAnswer> &answers, const std::vector<std::optional<QString>> &names)
 {
     std::vector<Group> groups;
     std::vector<Organization> named;
-    for (const PageAnswer &answer : answers) {
-        if (!answer.organization)
-            continue;
-        const std::optional<QString> cleaned = OrgMatching::clean(*answer.organization);
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        const PageAnswer &answer = answers[i];
+        const std::optional<QString> &cleaned = names[i];
         if (!cleaned)
             continue;
         if (const std::optional<std::int64_t> group = OrgMatching::match(*cleaned, named, {})) {
@@ -96,7 +106,8 @@ Consensus::Result Consensus::decide(const std::vector<PageAnswer> &answers)
     Result result;
     QStringList lines;
 
-    const std::vector<Group> groups = organizationGroups(answers);
+    const std::vector<std::optional<QString>> names = cleanedNames(answers);
+    const std::vector<Group> groups = organizationGroups(answers, names);
     const Group *winner = nullptr;
     for (const Group &group : groups)
         if (!winner || group.weight() > winner->weight()
@@ -109,7 +120,7 @@ Consensus::Result Consensus::decide(const std::vector<PageAnswer> &answers)
             if ((answer->firstPage && !chosen->firstPage)
                 || (answer->firstPage == chosen->firstPage && answer->page < chosen->page))
                 chosen = answer;
-        result.organization = OrgMatching::clean(*chosen->organization).value_or(winner->name);
+        result.organization = names[std::size_t(chosen - answers.data())].value_or(winner->name);
 
         QString line = u"Organization " + quoted(*result.organization) + u" from " + pageList(winner->answers);
         if (groups.size() >= 2) {
@@ -126,8 +137,9 @@ Consensus::Result Consensus::decide(const std::vector<PageAnswer> &answers)
 
     // Pages that named another organization speak for another document.
     Answers pool;
-    for (const PageAnswer &answer : answers) {
-        const bool elsewhere = winner && answer.organization && OrgMatching::clean(*answer.organization)
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        const PageAnswer &answer = answers[i];
+        const bool elsewhere = winner && names[i]
             && std::none_of(winner->answers.begin(), winner->answers.end(),
                 [&](const PageAnswer *member) { return member->page == answer.page; });
         if (!elsewhere)
