@@ -18,5 +18,6 @@ inline void printErr(const QString &text)
 namespace ExitStatus {
 constexpr int success = 0;
 constexpr int usage = 1;
+constexpr int failed = 1; // the work asked for couldn't be done
 constexpr int cannotOpen = 2;
 } // namespace ExitStatus

@@ -1,4 +1,5 @@
 #include "cli/CliOutput.h"
+#include "cli/ReadCommand.h"
 #include "cli/StatusCommand.h"
 
 #include <QCoreApplication>
@@ -10,6 +11,9 @@ const QString usage = QStringLiteral(
     "Commands:\n"
     "  status FOLDER [--json]   Show the catalogue of a scans folder: schema version, scans, scans waiting\n"
     "                           for text or for the model, and problems.\n"
+    "  read FILE.pdf [--json] [--languages LANGS]\n"
+    "                           Read a scanned PDF as the catalogue would: each page's rotation and text,\n"
+    "                           then the file's SHA-256. Fails with status 1 on a file that can't be read.\n"
     "\n"
     "Exit status: 0 on success, 1 on a usage error, 2 when the folder's catalogue can't be opened.\n");
 }
@@ -35,6 +39,10 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("status")) {
         arguments.removeAt(1);
         return runStatusCommand(arguments);
+    }
+    if (command == QLatin1String("read")) {
+        arguments.removeAt(1);
+        return runReadCommand(arguments);
     }
 
     printErr(

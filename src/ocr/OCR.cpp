@@ -1,5 +1,6 @@
 #include "ocr/OCR.h"
 
+#include "ocr/PageReading.h"
 #include "ocr/TextRecognizer.h"
 
 #include <QCryptographicHash>
@@ -37,8 +38,8 @@ QString hexDigest(const QByteArray &bytes)
 
 void ignorePopplerMessage(const QString &, const QVariant &) { }
 
-// The page as a viewer shows it (crop box, turned by its /Rotate) on white, with its long side at
-// 3300 pixels but never more than 4 pixels per point; absent when the page has no area.
+} // namespace
+
 std::optional<QImage> render(const Poppler::Page &page)
 {
     const QSizeF size = page.pageSizeF();
@@ -63,6 +64,8 @@ std::optional<QImage> render(const Poppler::Page &page)
     return image;
 }
 
+namespace {
+
 // A bitmap of one shade has nothing to read.
 bool isBlank(const QImage &bitmap)
 {
@@ -77,6 +80,8 @@ bool isBlank(const QImage &bitmap)
     return true;
 }
 
+} // namespace
+
 Page read(const QImage &bitmap, TextRecognizer &recognizer, const std::stop_token &stop)
 {
     if (isBlank(bitmap))
@@ -86,8 +91,6 @@ Page read(const QImage &bitmap, TextRecognizer &recognizer, const std::stop_toke
         first, [&](int rotation) { return recognizer.reading(bitmap, rotation, stop); }, stop);
     return { layout(best.lines()), best.rotation() };
 }
-
-} // namespace
 
 Result recognize(const QString &path, TextRecognizer &recognizer, const std::stop_token &stop, const PageRead &pageRead)
 {

@@ -19,6 +19,14 @@ const QStringList letter { QStringLiteral("Northern Electricity Company"),
     QStringLiteral("within thirty days of receipt"), QStringLiteral("Questions about your account?"),
     QStringLiteral("Call our customer service team"), QStringLiteral("on weekdays between nine and five") };
 
+ScanPage paper(const QStringList &lines, int turned = 0)
+{
+    ScanPage page;
+    page.lines = lines;
+    page.turned = turned;
+    return page;
+}
+
 class Recognize : public ::testing::Test {
 protected:
     static TextRecognizer &recognizer()
@@ -58,7 +66,7 @@ void expectLetterText(const OCR::Page &page)
 
 TEST_F(Recognize, readsEveryPageInOrderWithBlankPagesEmpty)
 {
-    const QString path = file(scanPdf({ ScanPage { letter }, ScanPage {} }));
+    const QString path = file(scanPdf({ paper(letter), ScanPage {} }));
     std::vector<int> reported;
     const OCR::Result result = OCR::recognize(path, recognizer(), {}, [&](int index, int count, const OCR::Page &) {
         reported.push_back(index);
@@ -81,8 +89,7 @@ TEST_F(Recognize, readsEveryPageInOrderWithBlankPagesEmpty)
 TEST_F(Recognize, findsWhichWayUpEachPageIs)
 {
     // The paper lay turned clockwise by 180, 90 and 270 degrees; the page must be turned back.
-    const OCR::Result result
-        = read(scanPdf({ ScanPage { letter, {}, 180 }, ScanPage { letter, {}, 90 }, ScanPage { letter, {}, 270 } }));
+    const OCR::Result result = read(scanPdf({ paper(letter, 180), paper(letter, 90), paper(letter, 270) }));
     ASSERT_EQ(result.pages.size(), 3u);
     EXPECT_EQ(result.pages[0].rotation, 180);
     EXPECT_EQ(result.pages[1].rotation, 270);
@@ -94,10 +101,10 @@ TEST_F(Recognize, findsWhichWayUpEachPageIs)
 TEST_F(Recognize, honoursTheRotateAttributeAndTheCropBox)
 {
     // Lying sideways on the glass, but the page's /Rotate shows it upright.
-    ScanPage turnedBack { letter, {}, 90 };
+    ScanPage turnedBack = paper(letter, 90);
     turnedBack.rotateAttribute = 270;
     // Only the top half of the page is visible; the footer below it is cut off.
-    ScanPage cropped { letter };
+    ScanPage cropped = paper(letter);
     cropped.lines << QString() << QString() << QString() << QString() << QString() << QString() << QString()
                   << QString() << QString() << QString() << QString() << QString() << QString() << QString()
                   << QStringLiteral("Footer reference hidden");
@@ -113,11 +120,11 @@ TEST_F(Recognize, honoursTheRotateAttributeAndTheCropBox)
 
 TEST_F(Recognize, joinsColumnsOnOneRow)
 {
-    ScanPage columns { { QStringLiteral("Account holder"), QStringLiteral("Mary Johnson"),
-                           QStringLiteral("Main Street"), QStringLiteral("Springfield"), QStringLiteral("Oregon"),
-                           QStringLiteral("United States") },
-        { QStringLiteral("Statement date"), QStringLiteral("April fifth"), QStringLiteral("Page one"),
-            QStringLiteral("Branch office"), QStringLiteral("Customer number"), QStringLiteral("Reference") } };
+    ScanPage columns
+        = paper({ QStringLiteral("Account holder"), QStringLiteral("Mary Johnson"), QStringLiteral("Main Street"),
+            QStringLiteral("Springfield"), QStringLiteral("Oregon"), QStringLiteral("United States") });
+    columns.rightColumn = { QStringLiteral("Statement date"), QStringLiteral("April fifth"), QStringLiteral("Page one"),
+        QStringLiteral("Branch office"), QStringLiteral("Customer number"), QStringLiteral("Reference") };
     const OCR::Result result = read(scanPdf({ columns }));
     ASSERT_EQ(result.pages.size(), 1u);
     EXPECT_TRUE(result.pages[0].text.startsWith(QLatin1String("Account holder   Statement date\n")))
@@ -126,7 +133,7 @@ TEST_F(Recognize, joinsColumnsOnOneRow)
 
 TEST_F(Recognize, opensAnEmptyUserPasswordAndRefusesARealOne)
 {
-    const OCR::Result open = read(scanPdf({ ScanPage { letter } }, PdfPasswords { "", "owner secret" }));
+    const OCR::Result open = read(scanPdf({ paper(letter) }, PdfPasswords { "", "owner secret" }));
     ASSERT_EQ(open.pages.size(), 1u);
     expectLetterText(open.pages[0]);
 
@@ -157,7 +164,7 @@ TEST_F(Recognize, failsCleanlyOnFilesThatAreNotReadablePdfs)
 
 TEST_F(Recognize, aTruncatedFileFailsOrReadsWhatIsLeft)
 {
-    const QByteArray whole = scanPdf({ ScanPage { letter }, ScanPage { letter } });
+    const QByteArray whole = scanPdf({ paper(letter), paper(letter) });
     const QString path = file(whole.left(whole.size() / 2));
     try {
         const OCR::Result result = OCR::recognize(path, recognizer());
@@ -169,7 +176,7 @@ TEST_F(Recognize, aTruncatedFileFailsOrReadsWhatIsLeft)
 
 TEST_F(Recognize, readsAnExtremelyWidePage)
 {
-    ScanPage banner { { QStringLiteral("Banner") } };
+    ScanPage banner = paper({ QStringLiteral("Banner") });
     banner.size = QSizeF(20000, 300);
     banner.fontSize = 120;
     EXPECT_EQ(read(scanPdf({ banner })).pages.size(), 1u);

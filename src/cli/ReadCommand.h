@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QStringList>
+
+// `vellumark-cli read FILE.pdf [--json] [--languages LANGS]`; returns the exit status.
+int runReadCommand(const QStringList &arguments);
