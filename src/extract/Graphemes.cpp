@@ -20,6 +20,12 @@ Prefix firstCharacters(const QString &text, qsizetype length)
 {
     if (length <= 0 || text.isEmpty())
         return {};
+    // Below U+0300 there are no combining marks, and without a carriage return (which joins a line
+    // feed) every code unit is a character of its own.
+    if (std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x300 && c != u'\r'; })) {
+        const qsizetype characters = std::min(text.size(), length);
+        return { characters, characters };
+    }
     qsizetype window = std::min(text.size(), length * 2 + 16);
     for (;;) {
         const QString prefix = text.left(window);
@@ -47,6 +53,8 @@ qsizetype count(const QString &text, qsizetype atMost)
 
 QString left(const QString &text, qsizetype length)
 {
+    if (text.size() <= length)
+        return text; // no more characters than code units
     return text.left(firstCharacters(text, length).end);
 }
 
