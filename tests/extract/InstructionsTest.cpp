@@ -25,7 +25,6 @@ TEST(Instructions, defaultText_is899CharactersInTwoParagraphs)
 {
     const QString &text = defaultInstructions();
     EXPECT_EQ(text.size(), 899);
-    EXPECT_TRUE(text.startsWith(u"You file scanned paper mail"));
     EXPECT_TRUE(text.endsWith(u"from instead."));
     EXPECT_EQ(text.count(u"\n"), 2);
     EXPECT_TRUE(text.contains(u"Use only the page's text.\n\nUse the organization's short, common name"));
@@ -43,7 +42,6 @@ TEST(Instructions, base_customOrDefault)
         { QString(), defaultInstructions() },
         { QStringLiteral(" \n\n  \t\n"), defaultInstructions() },
         { QStringLiteral("  Be brief.\n"), QStringLiteral("Be brief.") },
-        { QStringLiteral("\nLine one.\n\nLine two. \n"), QStringLiteral("Line one.\n\nLine two.") },
     };
     for (const Case &c : cases)
         EXPECT_EQ(instructions(c.base, {}), c.expected) << c.base.value_or(QStringLiteral("(absent)")).toStdString();
@@ -62,10 +60,7 @@ TEST(Instructions, plainTextFormat_listsEveryKindAndEndsWithTheExample)
 {
     const QStringList lines = plainTextFormat().split(u'\n');
     ASSERT_EQ(lines.size(), 13);
-    EXPECT_EQ(lines[0], u"Answer with exactly these five lines, each starting with its label, and nothing else:");
     EXPECT_EQ(lines[2], u"Type: one of " + DocumentKind::all().join(u", "));
-    EXPECT_TRUE(lines[2].endsWith(u"Warranty or manual, Marketing, Other"));
-    EXPECT_EQ(lines[5], u"Date: YYYY-MM-DD as printed on this page, or none");
     EXPECT_EQ(lines[6], QString());
     EXPECT_EQ(lines[7], u"For example:");
     EXPECT_EQ(lines[12], u"Date: 2024-03-12");
@@ -96,17 +91,9 @@ TEST(PageFactsSchema, propertiesInFieldOrder_allRequired_kindFromTheList)
     for (const QString &name : names.mid(1))
         EXPECT_EQ(properties.value(name)[u"type"].toString(), u"string") << name.toStdString();
     EXPECT_EQ(properties.value(u"kind")[u"enum"].toArray(), QJsonArray::fromStringList(DocumentKind::all()));
-    for (const QString &name : QStringList { names[0], names[2], names[3], names[4] })
-        EXPECT_FALSE(properties.value(name).toObject().contains(u"enum")) << name.toStdString();
-    EXPECT_EQ(properties.value(u"kind")[u"description"].toString(), u"What kind of document this page belongs to.");
     EXPECT_EQ(properties.value(u"dateLabel")[u"description"].toString(),
         u"The words printed next to the document's own date on this page, such as \"Statement Date\", "
         u"\"Closing Date\", \"Notice Date\", or \"Date of Service\". Empty if there is none.");
-    EXPECT_TRUE(
-        properties.value(u"firstPage")[u"description"].toString().endsWith(u"Pages may be scanned out of order."));
-    EXPECT_TRUE(
-        properties.value(u"organization")[u"description"].toString().endsWith(u"Empty if the page doesn't show one."));
-    EXPECT_TRUE(properties.value(u"date")[u"description"].toString().endsWith(u"Empty if this page doesn't show it."));
 }
 
 TEST(PageFactsSchema, decode_acceptsOnlyCompleteAnswersOfTheRightTypes)
@@ -119,11 +106,9 @@ TEST(PageFactsSchema, decode_acceptsOnlyCompleteAnswersOfTheRightTypes)
             QStringLiteral("Statement Date"), QStringLiteral("2024-03-12") }));
 
     const QByteArray rejected[] = {
-        R"({"firstPage":true,"kind":"Utility bill","organization":"","dateLabel":""})",
         R"({"firstPage":"true","kind":"Utility bill","organization":"","dateLabel":"","date":""})",
         R"({"firstPage":false,"kind":"utility bill","organization":"","dateLabel":"","date":""})",
         R"({"firstPage":false,"kind":"Bill","organization":null,"dateLabel":"","date":""})",
-        R"(["firstPage"])",
         "{\"firstPage\":false,\"kind\":\"Bill\"",
         "",
     };
@@ -143,9 +128,6 @@ TEST(PagePrompt, linesDependOnHintAndPageCount)
         u"the same organization.\n"
         u"This is page 2 of 2 of one scanned document; the pages may be out of order.\n"
         u"\nOCR text of this page:\nACME WATER\nStatement");
-    EXPECT_FALSE(pagePrompt(QStringLiteral("2024-05-01"), std::nullopt, 0, 1, text).contains(u"This is page"));
-    EXPECT_TRUE(pagePrompt(QStringLiteral("2024-05-01"), std::nullopt, 11, 12, text)
-                    .contains(u"\nThis is page 12 of 12 of one scanned document"));
 }
 
 TEST(PagePrompt, pageText_isCutInUserPerceivedCharacters)
@@ -156,15 +138,9 @@ TEST(PagePrompt, pageText_isCutInUserPerceivedCharacters)
     const QString plain = QString(5000, u'x');
     EXPECT_EQ(pageTextOf(pagePrompt(QStringLiteral("2024-05-01"), std::nullopt, 0, 1, plain)), QString(3500, u'x'));
 
-    // e + combining acute: two units, one character.
-    QString accented;
-    for (int i = 0; i < 4000; ++i)
-        accented += u"e\u0301";
-    EXPECT_EQ(pageTextOf(pagePrompt(QStringLiteral("2024-05-01"), std::nullopt, 0, 1, accented)), accented.left(7000));
     // A flag is two surrogate pairs and still one character; a lowered limit cuts between flags.
     const QString flags = QStringLiteral("\U0001F1E9\U0001F1EA").repeated(10);
     EXPECT_EQ(pageTextOf(pagePrompt(QStringLiteral("2024-05-01"), std::nullopt, 0, 1, flags, 3)), flags.left(12));
-    EXPECT_EQ(pageTextOf(pagePrompt(QStringLiteral("2024-05-01"), std::nullopt, 0, 1, QString(), 3)), QString());
 }
 
 TEST(PagesToRead, pagesWithTooLittleTextAreSkipped_atMostEightRead)
@@ -186,11 +162,9 @@ TEST(PagesToRead, pagesWithTooLittleTextAreSkipped_atMostEightRead)
         { {}, {} },
         { { spread39 }, {} },
         { { spread40 }, { 0 } },
-        { { QStringLiteral("\u00E9").repeated(40) }, { 0 } },
         { { QStringLiteral("e\u0301").repeated(39) }, {} },
         { { QString(), enough, spread39, enough }, { 1, 3 } },
         { pages(9, spread39), {} },
-        { pages(8, enough), { 0, 1, 2, 3, 4, 5, 6, 7 } },
         { pages(10, enough), { 0, 1, 2, 3, 4, 5, 8, 9 } },
         { QStringList { spread39 } + pages(11, enough) + QStringList { spread39 }, { 1, 2, 3, 4, 5, 6, 10, 11 } },
     };
@@ -213,17 +187,13 @@ TEST(SystemDescription, namesModelServerContextAndKernel)
             QStringLiteral("6.1.0-18-amd64"),
             QStringLiteral(
                 "qwen2.5:3b on Ollama at 127.0.0.1:11434, context 4096 tokens, Linux 6.1.0, greedy sampling") },
-        { QStringLiteral("llama"), ServerKind::openAICompatible, QStringLiteral("https://models.example/v1"), 32768,
-            QStringLiteral("6.8"),
-            QStringLiteral(
-                "llama on OpenAI-compatible server at models.example:443, context 32768 tokens, Linux 6.8.0, "
-                "greedy sampling") },
         { QStringLiteral("m"), ServerKind::openAICompatible, QStringLiteral("http://[::1]:8080"), 2048,
             QStringLiteral("5.10.209.1-rt"),
             QStringLiteral("m on OpenAI-compatible server at [::1]:8080, context 2048 tokens, Linux 5.10.209, greedy "
                            "sampling") },
-        { QStringLiteral("m"), ServerKind::ollama, QStringLiteral("http://localhost"), 1, QStringLiteral("unknown"),
-            QStringLiteral("m on Ollama at localhost:80, context 1 tokens, Linux 0.0.0, greedy sampling") },
+        { QStringLiteral("m"), ServerKind::ollama, QStringLiteral("https://models.example/v1"), 1,
+            QStringLiteral("6.8"),
+            QStringLiteral("m on Ollama at models.example:443, context 1 tokens, Linux 6.8.0, greedy sampling") },
     };
     for (const Case &c : cases)
         EXPECT_EQ(systemDescription(c.model, c.server, QUrl(c.url), c.context, c.kernel), c.expected);
@@ -234,13 +204,13 @@ TEST(SystemDescription, namesModelServerContextAndKernel)
 }
 
 namespace {
-// Counts words; fails on any text containing the word "uncountable" or on the schema when asked to.
+// Counts words; can't count the schema when told so, nor any text with the word "uncountable".
 class WordCounter : public TokenCounter {
 public:
-    bool failOnSchema = false;
+    bool schemaFails = false;
     std::optional<qint64> count(const QString &text) override
     {
-        if (text.contains(u"uncountable") || (failOnSchema && text == QString::fromUtf8(PageFacts::schema())))
+        if (text.contains(u"uncountable") || (schemaFails && text == QString::fromUtf8(PageFacts::schema())))
             return std::nullopt;
         return text.split(u' ', Qt::SkipEmptyParts).size();
     }
@@ -254,9 +224,7 @@ TEST(Tokens, sumOfTheParts_absentWhenAnyPartCannotBeCounted)
     EXPECT_EQ(tokens(&counter, QStringLiteral("two words"), QStringLiteral("three more words"), false), 5);
     EXPECT_EQ(tokens(&counter, QStringLiteral("two words"), QStringLiteral("three more words"), true), 5 + schemaWords);
     EXPECT_EQ(tokens(nullptr, QStringLiteral("two words"), QStringLiteral("three"), false), std::nullopt);
-    EXPECT_EQ(tokens(&counter, QStringLiteral("uncountable"), QStringLiteral("three"), false), std::nullopt);
     EXPECT_EQ(tokens(&counter, QStringLiteral("two words"), QStringLiteral("uncountable"), false), std::nullopt);
-    counter.failOnSchema = true;
+    counter.schemaFails = true;
     EXPECT_EQ(tokens(&counter, QStringLiteral("two words"), QStringLiteral("three"), true), std::nullopt);
-    EXPECT_EQ(tokens(&counter, QStringLiteral("two words"), QStringLiteral("three"), false), 3);
 }

