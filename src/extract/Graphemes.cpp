@@ -28,6 +28,10 @@ Prefix firstCharacters(const QString &text, qsizetype length)
     }
     qsizetype window = std::min(text.size(), length * 2 + 16);
     for (;;) {
+        // Never end the prefix between the halves of a surrogate pair: the half left over would look
+        // like a character of its own and make a boundary before it.
+        if (window < text.size() && text[window - 1].isHighSurrogate())
+            ++window;
         const QString prefix = text.left(window);
         QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, prefix);
         Prefix found;
