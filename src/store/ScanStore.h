@@ -10,6 +10,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -100,6 +101,17 @@ public:
     void setKind(const DocumentIDs &ids, const std::optional<QString> &kind);
     void setDate(const DocumentIDs &ids, const std::optional<QString> &date);
     void setSetting(const QString &key, const std::optional<QString> &value);
+
+    // Folder synchronisation. Brings the catalogue in step with `files`, the PDFs now in the folder, in
+    // one immediate transaction: new files are added, changed ones go back to text recognition (facts set
+    // by hand stay), vanished ones are marked missing and keep everything, and a new file with the size
+    // and content of a missing scan that was read takes that scan over. `hash` gives a file's SHA-256 by
+    // relative path (absent when unreadable); it is asked only about new files of a missing scan's size.
+    // True when anything changed.
+    bool sync(const std::vector<FileInfo> &files,
+        const std::function<std::optional<QString>(const QString &relativePath)> &hash);
+    // Deletes those of the scans that are missing, with their pages and search entries.
+    void removeMissing(const DocumentIDs &ids);
 
     // Organization registry. Each of these runs in its own immediate transaction, reindexes every scan
     // whose organization changed and removes the organizations they leave without scans.
