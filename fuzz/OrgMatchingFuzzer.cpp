@@ -14,11 +14,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         { 4, QStringLiteral("Acme Tools"), 0 },
         { 5, QStringLiteral("Soci\u00E9t\u00E9 G\u00E9n\u00E9rale"), 0 },
     };
-    static const OrgMatching::Aliases aliases = { { QStringLiteral("acme"), 1 } };
+    static const OrgMatching::Aliases aliases = { { QStringLiteral("acme"), 1 }, { QStringLiteral("bank"), 6 } };
     const QString answer = QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size));
-    OrgMatching::key(answer);
-    OrgMatching::match(answer, organizations, aliases);
-    OrgMatching::match(answer, organizations, {});
+
+    // A key is words joined by single spaces.
+    const QString key = OrgMatching::key(answer);
+    if (key.startsWith(QLatin1Char(' ')) || key.endsWith(QLatin1Char(' ')) || key.contains(QStringLiteral("  ")))
+        std::abort();
+
+    // Only an organization on file or an alias is ever the answer, and an alias always wins.
+    for (const auto &table : { aliases, OrgMatching::Aliases {} }) {
+        const std::optional<std::int64_t> id = OrgMatching::match(answer, organizations, table);
+        if (id && (*id < 1 || *id > 6 || (*id == 6 && table.isEmpty())))
+            std::abort();
+        if (key.isEmpty() && id)
+            std::abort();
+    }
+    if (!key.isEmpty() && OrgMatching::match(answer, organizations, { { key, 42 } }) != 42)
+        std::abort();
+
     // A cleaned name is never empty and never longer than 80 characters.
     if (const std::optional<QString> name = OrgMatching::clean(answer))
         if (name->isEmpty() || Graphemes::count(*name, 81) > 80)
