@@ -1,4 +1,5 @@
 #include "cli/CliOutput.h"
+#include "cli/ProcessCommand.h"
 #include "cli/ReadCommand.h"
 #include "cli/StatusCommand.h"
 
@@ -11,6 +12,9 @@ const QString usage = QStringLiteral(
     "Commands:\n"
     "  status FOLDER [--json]   Show the catalogue of a scans folder: schema version, scans, scans waiting\n"
     "                           for text or for the model, and problems.\n"
+    "  process FOLDER [--watch] [--ignore-pause]\n"
+    "                           Bring the catalogue up to date with the folder and read every scan that\n"
+    "                           waits for its text; with --watch, keep following the folder until Ctrl+C.\n"
     "  read FILE.pdf [--json] [--languages LANGS]\n"
     "                           Read a scanned PDF as the catalogue would: each page's rotation and text,\n"
     "                           then the file's SHA-256. Fails with status 1 on a file that can't be read.\n"
@@ -39,6 +43,10 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("status")) {
         arguments.removeAt(1);
         return runStatusCommand(arguments);
+    }
+    if (command == QLatin1String("process")) {
+        arguments.removeAt(1);
+        return runProcessCommand(arguments);
     }
     if (command == QLatin1String("read")) {
         arguments.removeAt(1);

@@ -65,6 +65,14 @@ public:
         co_return serial;
     }
 
+    // Constructs the object on the calling thread, for callers that need its failure at once.
+    template <typename... Args> static std::shared_ptr<Serial> makeNow(Args... args)
+    {
+        std::shared_ptr<Serial> serial(new Serial);
+        serial->object_ = std::make_unique<Object>(args...);
+        return serial;
+    }
+
     // Runs `call(object)` after every call queued before it.
     template <typename Call> auto run(Call call) -> QFuture<std::invoke_result_t<Call &, Object &>>
     {

@@ -1,0 +1,190 @@
+#include "cli/ProcessCommand.h"
+
+#include "cli/CliOutput.h"
+#include "library/Library.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+// SIGINT and SIGTERM end the run through the event loop: the handler only writes a byte.
+int signalPipe[2] = { -1, -1 };
+
+void onSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t written = ::write(signalPipe[1], &byte, 1);
+}
+
+// Follows the Library's work and tells the person about it: a progress line on a terminal, one line
+// per scan otherwise.
+class Progress : public QObject {
+public:
+    Progress(Library &library, bool terminal)
+        : library_(library)
+        , terminal_(terminal)
+    {
+        clock_.start();
+        connect(&library.activity(), &ActivityLog::appended, this, &Progress::entry);
+        connect(&library, &Library::pageRead, this, [this](int index, int count) {
+            ++pages_;
+            page_ = index + 1;
+            pageCount_ = count;
+            draw();
+        });
+        connect(&library, &Library::currentOCRChanged, this, [this] {
+            page_ = 0;
+            pageCount_ = 0;
+            draw();
+        });
+    }
+
+    void setTotal(int total) { total_ = total; }
+
+    void finish()
+    {
+        clearLine();
+        const double seconds = clock_.nsecsElapsed() / 1e9;
+        QString summary = QStringLiteral("Read %1 of %2 scans (%3 pages) in %4 s")
+                              .arg(read_)
+                              .arg(total_)
+                              .arg(pages_)
+                              .arg(seconds, 0, 'f', 1);
+        if (pages_ > 0 && seconds > 0)
+            summary += QStringLiteral(", %1 pages per minute").arg(pages_ * 60 / seconds, 0, 'f', 1);
+        if (failed_ > 0)
+            summary += QStringLiteral("; %1 could not be read").arg(failed_);
+        printErr(summary + QStringLiteral(".\n"));
+    }
+
+    int failed() const { return failed_; }
+
+private:
+    void entry(const ActivityEntry &entry)
+    {
+        if (entry.kind == ActivityEntry::Kind::ocr) {
+            if (entry.failed())
+                ++failed_;
+            else
+                ++read_;
+        }
+        clearLine();
+        printErr(entry.line() + QLatin1Char('\n'));
+        draw();
+    }
+
+    void draw()
+    {
+        if (!terminal_ || !library_.currentOCR())
+            return;
+        const double minutes = clock_.nsecsElapsed() / 60e9;
+        QString line = QStringLiteral("[%1/%2] %3").arg(read_ + failed_ + 1).arg(std::max(total_, read_ + failed_ + 1)).arg(*library_.currentOCR());
+        if (pageCount_ > 0)
+            line += QStringLiteral("  page %1 of %2").arg(page_).arg(pageCount_);
+        if (pages_ > 0 && minutes > 0)
+            line += QStringLiteral("  %1 pages/min").arg(pages_ / minutes, 0, 'f', 1);
+        printErr(QStringLiteral("\r\033[K") + line);
+        drawn_ = true;
+    }
+
+    void clearLine()
+    {
+        if (drawn_)
+            printErr(QStringLiteral("\r\033[K"));
+        drawn_ = false;
+    }
+
+    Library &library_;
+    bool terminal_ = false;
+    bool drawn_ = false;
+    QElapsedTimer clock_;
+    int total_ = 0;
+    int read_ = 0;
+    int failed_ = 0;
+    int pages_ = 0;
+    int page_ = 0;
+    int pageCount_ = 0;
+};
+
+} // namespace
+
+int runProcessCommand(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Brings a scans folder's catalogue up to date and reads every "
+                                                    "scan waiting for its text."));
+    parser.addPositionalArgument(QStringLiteral("FOLDER"), QStringLiteral("The scans folder."));
+    const QCommandLineOption watch(
+        QStringLiteral("watch"), QStringLiteral("Keep following the folder until interrupted."));
+    const QCommandLineOption ignorePause(
+        QStringLiteral("ignore-pause"), QStringLiteral("Work even if work is paused, for this run only."));
+    parser.addOptions({ watch, ignorePause });
+    if (!parser.parse(arguments)) {
+        printErr(parser.errorText() + QLatin1Char('\n'));
+        return ExitStatus::usage;
+    }
+    if (parser.positionalArguments().size() != 1) {
+        printErr(QStringLiteral("Usage: vellumark-cli process FOLDER [--watch] [--ignore-pause]\n"));
+        return ExitStatus::usage;
+    }
+
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
+        return ExitStatus::failed;
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+    QSocketNotifier interrupted(signalPipe[0], QSocketNotifier::Read);
+
+    Library library;
+    if (parser.isSet(ignorePause))
+        library.ignorePauseThisSession();
+    Progress progress(library, isatty(STDERR_FILENO));
+    int status = ExitStatus::success;
+    bool synced = false;
+    const auto finishIfDone = [&] {
+        if (!synced || library.isReading() || parser.isSet(watch))
+            return;
+        QCoreApplication::exit(status);
+    };
+    QObject::connect(&interrupted, &QSocketNotifier::activated, [&] {
+        char byte = 0;
+        [[maybe_unused]] const ssize_t read = ::read(signalPipe[0], &byte, 1);
+        printErr(QStringLiteral("\nStopping.\n"));
+        status = parser.isSet(watch) ? ExitStatus::success : ExitStatus::interrupted;
+        QCoreApplication::exit(status);
+    });
+    QObject::connect(&library, &Library::synced, [&] {
+        if (!synced) {
+            synced = true;
+            progress.setTotal(library.pendingOCR());
+            if (library.paused())
+                printErr(QStringLiteral("Work is paused; nothing is read. --ignore-pause reads anyway.\n"));
+        }
+        finishIfDone();
+    });
+    QObject::connect(&library, &Library::readingChanged, finishIfDone);
+    QObject::connect(&library, &Library::ocrProblemChanged, [&] {
+        if (const std::optional<QString> problem = library.ocrProblem()) {
+            printErr(*problem + QLatin1Char('\n'));
+            status = ExitStatus::failed;
+            QCoreApplication::exit(status);
+        }
+    });
+
+    library.open(parser.positionalArguments().first(), false);
+    if (const std::optional<QString> error = library.openError()) {
+        printErr(*error + QLatin1Char('\n'));
+        return ExitStatus::cannotOpen;
+    }
+    if (parser.isSet(watch))
+        printErr(QStringLiteral("Following ") + *library.folder() + QStringLiteral("; press Ctrl+C to stop.\n"));
+    const int exitStatus = QCoreApplication::exec();
+    progress.finish();
+    return exitStatus;
+}

@@ -1,0 +1,143 @@
+#include "store/Database.h"
+#include "store/ScanStore.h"
+#include "support/CatalogueFixtures.h"
+#include "support/ScanPdf.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace {
+
+using CatalogueFixtures::scalar;
+
+class ProcessCommand : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        for (int index = 0; index < 6; ++index) {
+            ScanPage page;
+            page.lines = { QStringLiteral("Letter number %1 about the garden").arg(index) };
+            writeFile(QDir(folder.path()).filePath(QStringLiteral("scan-%1.pdf").arg(index)), scanPdf({ page, page }));
+        }
+    }
+
+    QProcessEnvironment environment() const
+    {
+        // Settings of the test's own, so that the person's preferences don't apply.
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
+        return environment;
+    }
+
+    void start(QProcess &process, const QStringList &options = {})
+    {
+        process.setProcessEnvironment(environment());
+        process.start(QStringLiteral(VELLUMARK_CLI), QStringList { QStringLiteral("process"), folder.path() } + options);
+        ASSERT_TRUE(process.waitForStarted());
+    }
+
+    std::optional<QString> query(const QString &sql) const
+    {
+        Database db(QDir(folder.path()).filePath(ScanStore::fileName));
+        return scalar(db, sql);
+    }
+
+    QTemporaryDir folder;
+    QTemporaryDir config;
+};
+
+TEST_F(ProcessCommand, readsEveryScanThenSummarises)
+{
+    QProcess process;
+    start(process);
+    ASSERT_TRUE(process.waitForFinished(180'000));
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    EXPECT_EQ(process.exitCode(), 0) << err.toStdString();
+    EXPECT_EQ(err.count(QStringLiteral("  Text  scan-")), 6) << err.toStdString();
+    EXPECT_TRUE(err.contains(QLatin1String("Read 2 pages, "))) << err.toStdString();
+    EXPECT_TRUE(err.contains(QLatin1String("Read 6 of 6 scans (12 pages) in "))) << err.toStdString();
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done'")), QStringLiteral("6"));
+}
+
+TEST_F(ProcessCommand, respectsThePausedPreferenceUnlessToldToIgnoreIt)
+{
+    {
+        QSettings settings(config.path() + QStringLiteral("/Vellumark/Vellumark.conf"), QSettings::IniFormat);
+        settings.setValue(QStringLiteral("Paused"), true);
+    }
+    QProcess paused;
+    start(paused);
+    ASSERT_TRUE(paused.waitForFinished(60'000));
+    EXPECT_EQ(paused.exitCode(), 0);
+    EXPECT_TRUE(QString::fromUtf8(paused.readAllStandardError()).contains(QLatin1String("Work is paused")));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'pending'")), QStringLiteral("6"));
+
+    QProcess anyway;
+    start(anyway, { QStringLiteral("--ignore-pause") });
+    ASSERT_TRUE(anyway.waitForFinished(180'000));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done'")), QStringLiteral("6"));
+    QSettings settings(config.path() + QStringLiteral("/Vellumark/Vellumark.conf"), QSettings::IniFormat);
+    EXPECT_TRUE(settings.value(QStringLiteral("Paused")).toBool());
+}
+
+TEST_F(ProcessCommand, killedAtAnyMomentLosesNothing)
+{
+    // Killed while starting, while syncing and at several points while reading.
+    for (const int milliseconds : { 50, 300, 900, 1700, 2600, 3800 }) {
+        QProcess process;
+        start(process);
+        QDeadlineTimer wait(milliseconds);
+        while (!wait.hasExpired() && process.state() == QProcess::Running)
+            process.waitForFinished(int(wait.remainingTime()));
+        if (process.state() == QProcess::Running)
+            ::kill(pid_t(process.processId()), SIGKILL);
+        process.waitForFinished();
+        if (!QFile::exists(QDir(folder.path()).filePath(ScanStore::fileName)))
+            continue;
+        EXPECT_EQ(query(QStringLiteral("PRAGMA integrity_check")), QStringLiteral("ok")) << milliseconds;
+        // A scan is either read completely or still waiting.
+        EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status NOT IN ('pending', 'done') OR "
+                                       "(ocr_status = 'done' AND (page_count != 2 OR (SELECT count(*) FROM pages "
+                                       "WHERE document_id = documents.id) != 2))")),
+            QStringLiteral("0"))
+            << milliseconds;
+    }
+    QProcess last;
+    start(last);
+    ASSERT_TRUE(last.waitForFinished(180'000));
+    EXPECT_EQ(last.exitCode(), 0);
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents")), QStringLiteral("6"));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done'")), QStringLiteral("6"));
+}
+
+TEST_F(ProcessCommand, watchingStopsCleanlyOnSigterm)
+{
+    QProcess process;
+    start(process, { QStringLiteral("--watch") });
+    QDeadlineTimer deadline(180'000);
+    while (query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done'")) != QStringLiteral("6")
+        && !deadline.hasExpired())
+        process.waitForFinished(200);
+    ASSERT_EQ(process.state(), QProcess::Running);
+    // A scan added while watching is read too.
+    ScanPage page;
+    page.lines = { QStringLiteral("A late letter") };
+    writeFile(QDir(folder.path()).filePath(QStringLiteral("late.pdf")), scanPdf({ page }));
+    while (query(QStringLiteral("SELECT ocr_status FROM documents WHERE path = 'late.pdf'")) != QStringLiteral("done")
+        && !deadline.hasExpired())
+        process.waitForFinished(200);
+    EXPECT_EQ(query(QStringLiteral("SELECT ocr_status FROM documents WHERE path = 'late.pdf'")), QStringLiteral("done"));
+    process.terminate();
+    ASSERT_TRUE(process.waitForFinished(30'000));
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 0);
+}
+
+} // namespace

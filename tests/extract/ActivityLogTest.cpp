@@ -1,0 +1,110 @@
+#include "extract/ActivityLog.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+Extractor::Trace::Attempt attempt(const QString &outcome, QUuid id = QUuid::createUuid())
+{
+    Extractor::Trace::Attempt made;
+    made.id = id;
+    made.label = QStringLiteral("Page 1, structured");
+    made.outcome = outcome;
+    made.seconds = 2.34;
+    made.tokens = 1840;
+    return made;
+}
+
+ActivityEntry queueEntry(const QString &title)
+{
+    ActivityEntry entry;
+    entry.title = title;
+    return entry;
+}
+
+TEST(ActivityLog, keepsTheNewestTwoThousandEntries)
+{
+    ActivityLog log;
+    for (int index = 0; index <= 2000; ++index)
+        log.append(queueEntry(QString::number(index)));
+    ASSERT_EQ(log.entries().size(), 2000u);
+    EXPECT_EQ(log.entries().front().title, QStringLiteral("1"));
+    EXPECT_EQ(log.entries().back().title, QStringLiteral("2000"));
+}
+
+TEST(ActivityLog, aFinishedRequestReplacesItsRunningEntryKeepingItsPlaceAndTime)
+{
+    ActivityLog log;
+    const QUuid id = QUuid::createUuid();
+    log.model(attempt(QStringLiteral("Running"), id), QStringLiteral("a.pdf"));
+    const QDateTime started = log.entries().back().date;
+    EXPECT_EQ(log.entries().back().seconds, std::nullopt);
+    log.append(queueEntry(QStringLiteral("Filed")));
+
+    log.model(attempt(QStringLiteral("OK"), id), QStringLiteral("a.pdf"));
+    ASSERT_EQ(log.entries().size(), 2u);
+    EXPECT_EQ(log.entries().front().outcome, QStringLiteral("OK"));
+    EXPECT_EQ(log.entries().front().seconds, 2.34);
+    EXPECT_EQ(log.entries().front().tokens, 1840);
+    EXPECT_EQ(log.entries().front().date, started);
+
+    // One whose running entry is gone comes in as new.
+    log.clear();
+    log.model(attempt(QStringLiteral("OK"), id), QStringLiteral("a.pdf"));
+    EXPECT_EQ(log.entries().size(), 1u);
+}
+
+TEST(ActivityLog, clearingKeepsRunningRequests)
+{
+    ActivityLog log;
+    log.append(queueEntry(QStringLiteral("Paused")));
+    log.model(attempt(QStringLiteral("Running")), QStringLiteral("a.pdf"));
+    log.model(attempt(QStringLiteral("OK")), QStringLiteral("b.pdf"));
+    log.clear();
+    ASSERT_EQ(log.entries().size(), 1u);
+    EXPECT_EQ(log.entries().front().outcome, QStringLiteral("Running"));
+}
+
+TEST(ActivityEntry, failuresAreUnfinishedOrNotOkButNeverQueueEvents)
+{
+    ActivityEntry entry = queueEntry(QStringLiteral("Gave up"));
+    entry.outcome = QStringLiteral("The local model is unavailable");
+    EXPECT_FALSE(entry.failed());
+    entry.kind = ActivityEntry::Kind::model;
+    entry.outcome = QStringLiteral("Busy, try again later");
+    EXPECT_TRUE(entry.failed());
+    entry.outcome = QStringLiteral("Running");
+    EXPECT_FALSE(entry.failed());
+    entry.kind = ActivityEntry::Kind::ocr;
+    entry.outcome = QStringLiteral("OK");
+    EXPECT_FALSE(entry.failed());
+}
+
+TEST(ActivityEntry, lineReadsTimeKindFileTitleOutcomeAndFigures)
+{
+    const QLocale locale(QLocale::English, QLocale::UnitedKingdom);
+    ActivityEntry finished;
+    finished.date = QDateTime(QDate(2024, 3, 1), QTime(10, 42, 7));
+    finished.kind = ActivityEntry::Kind::model;
+    finished.file = QStringLiteral("Invoice 2024-03.pdf");
+    finished.title = QStringLiteral("Page 1, structured");
+    finished.outcome = QStringLiteral("OK");
+    finished.seconds = 2.34;
+    finished.tokens = 1840;
+    EXPECT_EQ(finished.line(locale),
+        QStringLiteral("10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: OK (2.3s, 1840 tokens)"));
+
+    ActivityEntry refused = finished;
+    refused.tokens.reset();
+    refused.outcome = QStringLiteral("Refused");
+    refused.attempt = attempt(QStringLiteral("Refused"));
+    refused.attempt->refusalExplanation = QStringLiteral("I can't help with that");
+    EXPECT_EQ(refused.line(locale),
+        QStringLiteral("10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: Refused (2.3s) “I can't help with that”"));
+
+    ActivityEntry paused = queueEntry(QStringLiteral("Paused"));
+    paused.date = finished.date;
+    EXPECT_EQ(paused.line(locale), QStringLiteral("10:42:07  Queue  -  Paused: "));
+}
+
+} // namespace
