@@ -42,7 +42,12 @@ Library::Library(QObject *parent)
         // The watches went with the folder; new ones are needed for the folder that came back.
         folderReturn_.stop();
         watchFolder();
-        sync();
+        [](QPointer<Library> self) -> QCoro::Task<> {
+            // The scans were shown missing without the catalogue knowing: read it again first.
+            co_await self->reload();
+            if (self)
+                co_await self->sync();
+        }(this);
     });
 }
 

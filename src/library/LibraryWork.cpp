@@ -313,6 +313,18 @@ QCoro::Task<> Library::sync()
     const std::optional<QString> folder = folder_;
     if (!store || !folder)
         co_return;
+    if (!QFileInfo(*folder).isDir()) {
+        // The catalogue went with the folder, so nothing can be written: the scans show as missing
+        // until the folder is back, and then the catalogue has them all as they were.
+        stopWork();
+        std::map<std::int64_t, ScanDocument> missing = documentsByID_;
+        for (auto &[id, document] : missing)
+            document.missing = true;
+        assign(documentsByID_, std::move(missing), &Library::documentsChanged);
+        folderReturn_.start();
+        Q_EMIT synced();
+        co_return;
+    }
     QPointer<Library> self(this);
     bool changed = false;
     try {
@@ -324,8 +336,6 @@ QCoro::Task<> Library::sync()
     }
     if (!self || store_ != store)
         co_return;
-    if (!QFileInfo(*folder).isDir())
-        folderReturn_.start();
     if (changed) {
         co_await reload();
         if (!self || store_ != store)

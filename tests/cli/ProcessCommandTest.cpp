@@ -43,10 +43,18 @@ protected:
         ASSERT_TRUE(process.waitForStarted());
     }
 
+    // Absent while the catalogue doesn't exist yet or is still being made.
     std::optional<QString> query(const QString &sql) const
     {
-        Database db(QDir(folder.path()).filePath(ScanStore::fileName));
-        return scalar(db, sql);
+        const QString path = QDir(folder.path()).filePath(ScanStore::fileName);
+        if (!QFile::exists(path))
+            return std::nullopt;
+        try {
+            Database db(path);
+            return scalar(db, sql);
+        } catch (const Database::Error &) {
+            return std::nullopt;
+        }
     }
 
     QTemporaryDir folder;

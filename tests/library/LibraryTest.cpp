@@ -243,7 +243,7 @@ TEST_F(LibraryTest, scansWhoseTextLooksLikeGibberishAreReadOnceMore)
             { .path = QStringLiteral("fine.pdf"), .ocrStatus = QStringLiteral("done") });
         CatalogueFixtures::insertPage(db, fine, 0, QStringLiteral("Invoice for the month of March"));
     }
-    Library &library = openLibrary();
+    openLibrary();
     EXPECT_EQ(activityTitles(ActivityEntry::Kind::queue),
         (std::vector<QString> {
             QStringLiteral(": Reading 1 scan again: the text looked like gibberish, maybe upside down / ") }));
