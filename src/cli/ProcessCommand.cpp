@@ -85,7 +85,10 @@ private:
         if (!terminal_ || !library_.currentOCR())
             return;
         const double minutes = clock_.nsecsElapsed() / 60e9;
-        QString line = QStringLiteral("[%1/%2] %3").arg(read_ + failed_ + 1).arg(std::max(total_, read_ + failed_ + 1)).arg(*library_.currentOCR());
+        QString line = QStringLiteral("[%1/%2] %3")
+                           .arg(read_ + failed_ + 1)
+                           .arg(std::max(total_, read_ + failed_ + 1))
+                           .arg(*library_.currentOCR());
         if (pageCount_ > 0)
             line += QStringLiteral("  page %1 of %2").arg(page_).arg(pageCount_);
         if (pages_ > 0 && minutes > 0)

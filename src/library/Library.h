@@ -136,7 +136,10 @@ private:
         field = std::move(value);
         Q_EMIT(this->*changed)();
     }
-    void setCurrentOCR(std::optional<QString> name) { assign(currentOCR_, std::move(name), &Library::currentOCRChanged); }
+    void setCurrentOCR(std::optional<QString> name)
+    {
+        assign(currentOCR_, std::move(name), &Library::currentOCRChanged);
+    }
     void setRequested(DocumentIDSet ids) { assign(requested_, std::move(ids), &Library::requestedChanged); }
 
     std::optional<QString> folder_;

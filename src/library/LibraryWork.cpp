@@ -1,6 +1,5 @@
 // The background work on an open folder: the scheduler, the recognition loop, the one-time re-read of
 // scans whose text looks like gibberish, and folder synchronisation.
-#include "core/Cancellation.h"
 #include "library/Library.h"
 #include "library/Recognition.h"
 #include "ocr/OcrLanguages.h"
@@ -11,6 +10,8 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSettings>
+
+#include "core/Cancellation.h"
 
 namespace {
 
@@ -232,7 +233,8 @@ QCoro::Task<> Library::runOCR(std::stop_token stop)
             activity_->append(std::move(entry));
             bool marked = true;
             try {
-                co_await store->run([failed = *job, message = *failure](ScanStore &s) { s.markOCRFailed(failed, message); });
+                co_await store->run(
+                    [failed = *job, message = *failure](ScanStore &s) { s.markOCRFailed(failed, message); });
             } catch (const std::exception &) {
                 marked = false;
             }
@@ -328,9 +330,8 @@ QCoro::Task<> Library::sync()
     QPointer<Library> self(this);
     bool changed = false;
     try {
-        changed = co_await store->run([folder = *folder](ScanStore &s) {
-            return s.sync(enumeratePDFs(folder), fileHasher(folder));
-        });
+        changed = co_await store->run(
+            [folder = *folder](ScanStore &s) { return s.sync(enumeratePDFs(folder), fileHasher(folder)); });
     } catch (const std::exception &) {
         // Nothing of a failed sync remains; the next change or rescan tries again.
     }

@@ -39,7 +39,8 @@ protected:
     void start(QProcess &process, const QStringList &options = {})
     {
         process.setProcessEnvironment(environment());
-        process.start(QStringLiteral(VELLUMARK_CLI), QStringList { QStringLiteral("process"), folder.path() } + options);
+        process.start(
+            QStringLiteral(VELLUMARK_CLI), QStringList { QStringLiteral("process"), folder.path() } + options);
         ASSERT_TRUE(process.waitForStarted());
     }
 
@@ -85,7 +86,8 @@ TEST_F(ProcessCommand, respectsThePausedPreferenceUnlessToldToIgnoreIt)
     ASSERT_TRUE(paused.waitForFinished(60'000));
     EXPECT_EQ(paused.exitCode(), 0);
     EXPECT_TRUE(QString::fromUtf8(paused.readAllStandardError()).contains(QLatin1String("Work is paused")));
-    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'pending'")), QStringLiteral("6"));
+    EXPECT_EQ(
+        query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'pending'")), QStringLiteral("6"));
 
     QProcess anyway;
     start(anyway, { QStringLiteral("--ignore-pause") });
@@ -141,7 +143,8 @@ TEST_F(ProcessCommand, watchingStopsCleanlyOnSigterm)
     while (query(QStringLiteral("SELECT ocr_status FROM documents WHERE path = 'late.pdf'")) != QStringLiteral("done")
         && !deadline.hasExpired())
         process.waitForFinished(200);
-    EXPECT_EQ(query(QStringLiteral("SELECT ocr_status FROM documents WHERE path = 'late.pdf'")), QStringLiteral("done"));
+    EXPECT_EQ(
+        query(QStringLiteral("SELECT ocr_status FROM documents WHERE path = 'late.pdf'")), QStringLiteral("done"));
     process.terminate();
     ASSERT_TRUE(process.waitForFinished(30'000));
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);

@@ -100,7 +100,8 @@ TEST(ActivityEntry, lineReadsTimeKindFileTitleOutcomeAndFigures)
     refused.attempt = attempt(QStringLiteral("Refused"));
     refused.attempt->refusalExplanation = QStringLiteral("I can't help with that");
     EXPECT_EQ(refused.line(locale),
-        QStringLiteral("10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: Refused (2.3s) “I can't help with that”"));
+        QStringLiteral(
+            "10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: Refused (2.3s) “I can't help with that”"));
 
     ActivityEntry paused = queueEntry(QStringLiteral("Paused"));
     paused.date = finished.date;

@@ -1,4 +1,5 @@
 #include "library/Library.h"
+
 #include "support/CatalogueFixtures.h"
 #include "support/ScanPdf.h"
 
@@ -237,10 +238,10 @@ TEST_F(LibraryTest, scansWhoseTextLooksLikeGibberishAreReadOnceMore)
             { .path = QStringLiteral("upside-down.pdf"),
                 .ocrStatus = QStringLiteral("done"),
                 .extractStatus = QStringLiteral("done") });
-        CatalogueFixtures::insertPage(db, id, 0,
-            QStringLiteral("xqzt bvkrw zzqpf kxvbq qwrtzp jxqv xqzt bvkrw zzqpf kxvbq qwrtzp jxqv"));
-        const auto fine = CatalogueFixtures::insertDocument(db,
-            { .path = QStringLiteral("fine.pdf"), .ocrStatus = QStringLiteral("done") });
+        CatalogueFixtures::insertPage(
+            db, id, 0, QStringLiteral("xqzt bvkrw zzqpf kxvbq qwrtzp jxqv xqzt bvkrw zzqpf kxvbq qwrtzp jxqv"));
+        const auto fine = CatalogueFixtures::insertDocument(
+            db, { .path = QStringLiteral("fine.pdf"), .ocrStatus = QStringLiteral("done") });
         CatalogueFixtures::insertPage(db, fine, 0, QStringLiteral("Invoice for the month of March"));
     }
     openLibrary();
@@ -255,7 +256,8 @@ TEST_F(LibraryTest, scansWhoseTextLooksLikeGibberishAreReadOnceMore)
 
     // Once per catalogue.
     Database db(QDir(folder.path()).filePath(ScanStore::fileName));
-    EXPECT_EQ(CatalogueFixtures::scalar(db, QStringLiteral("SELECT value FROM settings WHERE key = 'checked_garbled_ocr'")),
+    EXPECT_EQ(
+        CatalogueFixtures::scalar(db, QStringLiteral("SELECT value FROM settings WHERE key = 'checked_garbled_ocr'")),
         QStringLiteral("1"));
     db.execute(QStringLiteral("UPDATE documents SET ocr_status = 'done'"));
     openLibrary();
@@ -321,7 +323,8 @@ TEST_F(LibraryTest, aFolderThatGoesAwayMarksItsScansMissingAndTheyComeBackWhole)
     EXPECT_EQ(library.documentsByID().size(), 2u);
 
     ASSERT_TRUE(QDir().rename(away, folder.path()));
-    ASSERT_TRUE(waitUntil([&] { return !library.documentsByID().empty() && !library.documentsByID().begin()->second.missing; }));
+    ASSERT_TRUE(waitUntil(
+        [&] { return !library.documentsByID().empty() && !library.documentsByID().begin()->second.missing; }));
     ASSERT_TRUE(waitUntil([&] { return library.documentsByID() == before; }));
 }
 
