@@ -220,10 +220,11 @@ TEST_F(LibraryTest, aFileReplacedWhileBeingReadIsReadAgainInItsNewVersion)
     EXPECT_EQ(document(QStringLiteral("changing.pdf"))->pageCount, 1);
     bool pagesRead = false;
     QStringList texts;
-    [&]() -> QCoro::Task<> {
-        texts = co_await library.pages(*document(QStringLiteral("changing.pdf")));
-        pagesRead = true;
-    }();
+    // Parameters, not captures: a coroutine outlives the lambda object that started it.
+    [](Library &library, ScanDocument scan, QStringList &texts, bool &done) -> QCoro::Task<> {
+        texts = co_await library.pages(scan);
+        done = true;
+    }(library, *document(QStringLiteral("changing.pdf")), texts, pagesRead);
     ASSERT_TRUE(waitUntil([&] { return pagesRead; }));
     ASSERT_EQ(texts.size(), 1);
     EXPECT_TRUE(texts[0].contains(QLatin1String("Replacement"))) << texts[0].toStdString();
