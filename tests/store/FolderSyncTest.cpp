@@ -186,19 +186,22 @@ TEST_F(FolderSync, changedFile_goesBackToTextRecognitionKeepingHandSetFacts)
     EXPECT_FALSE(sync());
 }
 
-TEST_F(FolderSync, renamedScanThatWasRead_keepsItsRowUnderTheNewName)
+// Only a scan that was read has a hash to be recognised by.
+TEST_F(FolderSync, renamedScan_keepsItsRowWhenItWasReadAndIsNewOtherwise)
 {
     write(QStringLiteral("scan0001.pdf"), "%PDF-letter");
+    write(QStringLiteral("unread.pdf"), "%PDF-unread");
     sync();
     const auto id = idOf(QStringLiteral("scan0001.pdf"));
+    const auto unread = idOf(QStringLiteral("unread.pdf"));
     read(id, QStringLiteral("Dear customer, your tariff changes"));
     store->setDate({ id }, QStringLiteral("2024-05-02"));
 
     rename(QStringLiteral("scan0001.pdf"), QStringLiteral("Letters/tariff.pdf"));
     setTime(QStringLiteral("Letters/tariff.pdf"), fileTime.addDays(3));
+    rename(QStringLiteral("unread.pdf"), QStringLiteral("renamed.pdf"));
     EXPECT_TRUE(sync());
 
-    EXPECT_EQ(rowCount(), 1);
     EXPECT_EQ(idOf(QStringLiteral("Letters/tariff.pdf")), id);
     EXPECT_EQ(missing(id), QStringLiteral("0"));
     EXPECT_EQ(status(id), QStringLiteral("done/manual"));
@@ -208,21 +211,12 @@ TEST_F(FolderSync, renamedScanThatWasRead_keepsItsRowUnderTheNewName)
     EXPECT_EQ(search(QStringLiteral("tariff")), Ids { id });
     EXPECT_EQ(search(QStringLiteral("name:letters")), Ids { id });
     EXPECT_TRUE(search(QStringLiteral("name:scan0001")).empty());
-    EXPECT_EQ(hashed, QStringList { QStringLiteral("Letters/tariff.pdf") });
-}
 
-TEST_F(FolderSync, renamedScanNotYetRead_isANewScanAndTheOldOneIsMissing)
-{
-    write(QStringLiteral("before.pdf"), "%PDF-unread");
-    sync();
-    const auto old = idOf(QStringLiteral("before.pdf"));
-
-    rename(QStringLiteral("before.pdf"), QStringLiteral("after.pdf"));
-    EXPECT_TRUE(sync());
-    EXPECT_EQ(rowCount(), 2);
-    EXPECT_EQ(missing(old), QStringLiteral("1"));
-    EXPECT_NE(idOf(QStringLiteral("after.pdf")), old);
-    EXPECT_EQ(missing(idOf(QStringLiteral("after.pdf"))), QStringLiteral("0"));
+    EXPECT_EQ(rowCount(), 3);
+    EXPECT_EQ(missing(unread), QStringLiteral("1"));
+    EXPECT_NE(idOf(QStringLiteral("renamed.pdf")), unread);
+    hashed.sort();
+    EXPECT_EQ(hashed, (QStringList { QStringLiteral("Letters/tariff.pdf"), QStringLiteral("renamed.pdf") }));
 }
 
 TEST_F(FolderSync, deletedAndRestoredFile_comesBackWhole)
@@ -276,28 +270,16 @@ TEST_F(FolderSync, newFileOfAMissingScansSize_takesOverTheOneWithItsContent)
     EXPECT_EQ(hashed, (QStringList { QStringLiteral("moved/two.pdf"), QStringLiteral("same size.pdf") }));
 }
 
-TEST_F(FolderSync, fileThatCannotBeHashed_isANewScan)
-{
-    write(QStringLiteral("a.pdf"), "%PDF-a");
-    sync();
-    const auto id = idOf(QStringLiteral("a.pdf"));
-    read(id, QStringLiteral("text"));
-    rename(QStringLiteral("a.pdf"), QStringLiteral("b.pdf"));
-
-    EXPECT_TRUE(store->sync(enumeratePDFs(dir.path()), [](const QString &) { return std::nullopt; }));
-    EXPECT_EQ(missing(id), QStringLiteral("1"));
-    EXPECT_NE(idOf(QStringLiteral("b.pdf")), id);
-    EXPECT_FALSE(fileHasher(dir.path())(QStringLiteral("no such file.pdf")));
-    EXPECT_FALSE(fileHasher(dir.path())(QStringLiteral(".")));
-}
-
-TEST_F(FolderSync, fileHasher_givesTheLowerCaseHexSHA256OfTheWholeFile)
+TEST_F(FolderSync, fileHasher_givesTheLowerCaseHexSHA256OfTheWholeFileOrNothing)
 {
     QByteArray content(3 << 20, 'x');
     content[1 << 20] = 'y';
     write(QStringLiteral("big.pdf"), content);
-    EXPECT_EQ(fileHasher(dir.path())(QStringLiteral("big.pdf")),
+    const auto hash = fileHasher(dir.path());
+    EXPECT_EQ(hash(QStringLiteral("big.pdf")),
         QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex()));
+    EXPECT_FALSE(hash(QStringLiteral("no such file.pdf")));
+    EXPECT_FALSE(hash(QStringLiteral(".")));
 }
 
 TEST_F(FolderSync, emptyListing_marksEveryScanMissingAndChangesNothingElse)
