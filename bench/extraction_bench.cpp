@@ -247,6 +247,31 @@ void reportRequests()
     std::printf("\nFailed (no answer): %d\n\n", all.failed);
 }
 
+// Characters sent for a typical page of about 1,500 characters, without and with 100 organization names.
+void reportPromptSizes()
+{
+    bench::PageWriter writer(11, 1500);
+    const QString page = writer.page();
+    const QString prompt
+        = pagePrompt(QStringLiteral("2024-05-01"), Similar { {}, QStringLiteral("Acme Water") }, 0, 2, page);
+    QStringList organizations;
+    for (int i = 0; i < 100; ++i)
+        organizations.append(QStringLiteral("Organization %1").arg(i));
+    std::printf("Characters sent for a page of %lld characters (prompt %lld, with the similar-scan hint)\n\n",
+        qlonglong(page.size()), qlonglong(prompt.size()));
+    std::printf("| Request | Instructions | Instructions + prompt |\n| --- | --- | --- |\n");
+    for (const qsizetype names : { qsizetype(0), qsizetype(100) }) {
+        const QString structured = instructions(std::nullopt, organizations.first(names));
+        const QString plain = structured + u"\n\n" + plainTextFormat();
+        std::printf("| structured, %lld names | %lld | %lld |\n", qlonglong(names), qlonglong(structured.size()),
+            qlonglong(structured.size() + prompt.size()));
+        std::printf("| plain text, %lld names | %lld | %lld |\n", qlonglong(names), qlonglong(plain.size()),
+            qlonglong(plain.size() + prompt.size()));
+    }
+    std::printf("\nThe PageFacts schema adds %lld characters to a structured request.\n\n",
+        qlonglong(QString::fromUtf8(PageFacts::schema()).size()));
+}
+
 // The extractor's own work per request over the whole folder.
 void BM_extract_folder(benchmark::State &state)
 {
@@ -301,6 +326,7 @@ BENCHMARK(BM_readPage)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 int main(int argc, char **argv)
 {
     reportRequests();
+    reportPromptSizes();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
