@@ -3,6 +3,7 @@
 #include "extract/Consensus.h"
 #include "extract/Failure.h"
 #include "extract/OrgMatching.h"
+#include "store/DocDate.h"
 
 #include <QDateTime>
 
@@ -60,8 +61,8 @@ Output Extractor::extract(
     }
 
     state.organizations = input.organizations;
-    const ScanContext scan { model, input.pages.size(), input.similar, input.customInstructions, input.today, stop,
-        observer };
+    const ScanContext scan { model, input.pages.size(), input.similar, input.customInstructions,
+        input.today.isEmpty() ? DocDate::today() : input.today, stop, observer };
     std::optional<QString> stopNote;
     for (std::size_t i = 0; i < reading.size(); ++i) {
         throwIfCancelled(stop);

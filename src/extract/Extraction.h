@@ -24,7 +24,7 @@ struct ExtractionInput {
     std::optional<Similar> similar;
     // The folder's custom instructions; absent or blank means the built-in ones.
     std::optional<QString> customInstructions;
-    // YYYY-MM-DD, for the prompts (DocDate::today()).
+    // YYYY-MM-DD, for the prompts; empty means DocDate::today().
     QString today;
 };
 
