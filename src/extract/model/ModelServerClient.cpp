@@ -11,6 +11,7 @@ namespace Extractor {
 namespace {
 // Tokens a chat template adds around the two messages; /tokenize counts only the texts.
 constexpr qint64 chatTemplateTokens = 16;
+constexpr std::size_t countsKept = 8;
 
 QString notAnswering(const QString &address)
 {
@@ -139,6 +140,7 @@ std::optional<ServerKind> ModelServerClient::detectServerKind(const std::stop_to
         askedServerContext_ = false;
         serverContext_.reset();
         noTokenizer_ = false;
+        counts_.clear();
     }
     return kind;
 }
@@ -241,7 +243,23 @@ std::optional<qint64> ModelServerClient::count(const QString &text, const std::s
         const std::lock_guard lock(mutex_);
         if (noTokenizer_)
             return std::nullopt;
+        for (const auto &[counted, tokens] : counts_) {
+            if (counted == text)
+                return tokens;
+        }
     }
+    const std::optional<qint64> tokens = tokenize(text, stop);
+    if (tokens) {
+        const std::lock_guard lock(mutex_);
+        if (counts_.size() == countsKept)
+            counts_.erase(counts_.begin());
+        counts_.emplace_back(text, *tokens);
+    }
+    return tokens;
+}
+
+std::optional<qint64> ModelServerClient::tokenize(const QString &text, const std::stop_token &stop)
+{
     HttpResponse response;
     try {
         const QByteArray body

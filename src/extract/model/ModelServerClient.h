@@ -7,6 +7,8 @@
 
 #include <mutex>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace Extractor {
 // The local model behind a model server the user runs: Ollama's native API when the server answers
@@ -42,6 +44,7 @@ private:
     std::optional<ServerKind> detectServerKind(const std::stop_token &stop);
     ServerKind requireServerKind(const std::stop_token &stop);
     std::optional<qint64> count(const QString &text, const std::stop_token &stop);
+    std::optional<qint64> tokenize(const QString &text, const std::stop_token &stop);
     void checkContext(
         ServerKind kind, const QString &system, const QString &user, int cap, const std::stop_token &stop);
     Answer ask(const ModelRequest &request, bool structured, const std::stop_token &stop);
@@ -55,5 +58,7 @@ private:
     std::optional<qint64> serverContext_;
     bool askedServerContext_ = false;
     bool noTokenizer_ = false;
+    // The last few counts: the instructions and the schema come back on every page of a scan.
+    std::vector<std::pair<QString, qint64>> counts_;
 };
 } // namespace Extractor

@@ -105,6 +105,8 @@ TEST_F(ModelClientTest, llamaServerCounting_tokenizesAndFallsBackToTheSettingWit
     ModelServerClient llama = client();
     EXPECT_EQ(llama.count(QStringLiteral("twelve bytes")), 3);
     EXPECT_EQ(llama.count(QString()), 0);
+    EXPECT_EQ(llama.count(QStringLiteral("twelve bytes")), 3);
+    EXPECT_EQ(server.requests(QStringLiteral("/tokenize")).size(), 2u); // the repeated text was kept
     EXPECT_EQ(server.requests(QStringLiteral("/tokenize")).at(0).json().value(QStringLiteral("content")).toString(),
         u"twelve bytes");
     EXPECT_TRUE(llama.systemDescription().startsWith(u"qwen2.5:3b on OpenAI-compatible server at 127.0.0.1:"
