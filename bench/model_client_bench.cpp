@@ -13,6 +13,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <vector>
 
 #include "SyntheticText.h"
 
@@ -40,9 +41,9 @@ QStringList organizations(int count)
 }
 
 // A second page of three with a similar filed scan, as the extraction loop asks it.
-Extractor::ModelRequest typicalPage(int knownOrganizations, int cap)
+Extractor::ModelRequest typicalPage(int knownOrganizations, int cap, std::uint64_t seed = 11)
 {
-    const QString text = bench::PageWriter(11, 1800).page();
+    const QString text = bench::PageWriter(seed, 1800).page();
     return { Extractor::instructions(std::nullopt, organizations(knownOrganizations)),
         Extractor::pagePrompt(QStringLiteral("2025-01-15"),
             Extractor::Similar { QStringLiteral("2024/water-march.pdf"), QStringLiteral("Acme Water") }, 1, 3, text),
@@ -74,12 +75,22 @@ struct Stub {
     }
 };
 
+// More pages than the client keeps token counts for, so that each prompt is counted anew, as in a scan.
+std::vector<Extractor::ModelRequest> pages(int cap)
+{
+    std::vector<Extractor::ModelRequest> result;
+    for (std::uint64_t seed = 1; seed <= 16; ++seed)
+        result.push_back(typicalPage(100, cap, seed));
+    return result;
+}
+
 void BM_structured(benchmark::State &state)
 {
     Stub stub(state.range(0) == 0);
-    const Extractor::ModelRequest request = typicalPage(100, 300);
+    const std::vector<Extractor::ModelRequest> requests = pages(300);
+    std::size_t next = 0;
     for (auto _ : state)
-        benchmark::DoNotOptimize(stub.client.respondStructured(request, {}));
+        benchmark::DoNotOptimize(stub.client.respondStructured(requests[next++ % requests.size()], {}));
     state.SetLabel(state.range(0) == 0 ? "Ollama" : "llama-server, with /tokenize");
 }
 BENCHMARK(BM_structured)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
@@ -87,9 +98,10 @@ BENCHMARK(BM_structured)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 void BM_plainText(benchmark::State &state)
 {
     Stub stub(true);
-    const Extractor::ModelRequest request = typicalPage(100, 150);
+    const std::vector<Extractor::ModelRequest> requests = pages(150);
+    std::size_t next = 0;
     for (auto _ : state)
-        benchmark::DoNotOptimize(stub.client.respondText(request, {}));
+        benchmark::DoNotOptimize(stub.client.respondText(requests[next++ % requests.size()], {}));
 }
 BENCHMARK(BM_plainText)->Unit(benchmark::kMicrosecond);
 

@@ -348,7 +348,7 @@ ModelServerClient::Answer ModelServerClient::ask(
         throw GenerationError(Kind::decodingFailure,
             u"The model server's answer isn't a chat reply: " + excerpt(QString::fromUtf8(response.body)));
     if (reply->refusal)
-        throw GenerationError(Kind::refusal, QStringLiteral("The model refused to answer"), reply->refusal);
+        throw GenerationError(Kind::refusal, QStringLiteral("The model refused to answer"), reply->refusal->left(2000));
     if (reply->finishReason == u"content_filter")
         throw GenerationError(
             Kind::guardrailViolation, QStringLiteral("The model server's content filter stopped the answer"));
