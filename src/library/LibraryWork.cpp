@@ -1,5 +1,7 @@
 // The background work on an open folder: the scheduler, the recognition loop, the one-time re-read of
 // scans whose text looks like gibberish, and folder synchronisation.
+#include "core/Cancellation.h"
+#include "extract/Graphemes.h"
 #include "library/Library.h"
 #include "library/Recognition.h"
 #include "ocr/OcrLanguages.h"
@@ -11,7 +13,7 @@
 #include <QFileInfo>
 #include <QSettings>
 
-#include "core/Cancellation.h"
+#include <limits>
 
 namespace {
 
@@ -26,7 +28,7 @@ QString readingTitle(const OCR::Result &result)
     int characters = 0;
     QStringList turned;
     for (std::size_t index = 0; index < result.pages.size(); ++index) {
-        characters += OCR::characterCount(result.pages[index].text);
+        characters += int(Graphemes::count(result.pages[index].text, std::numeric_limits<int>::max()));
         if (result.pages[index].rotation != 0)
             turned << QStringLiteral("page %1 turned %2°").arg(index + 1).arg(result.pages[index].rotation);
     }

@@ -1,5 +1,6 @@
 #include "ocr/OCR.h"
 
+#include "core/Cancellation.h"
 #include "ocr/PageReading.h"
 #include "ocr/TextRecognizer.h"
 
@@ -10,8 +11,6 @@
 #include <poppler/qt6/poppler-qt6.h>
 
 #include <cmath>
-
-#include "core/Cancellation.h"
 
 namespace OCR {
 namespace {

@@ -1,11 +1,11 @@
 #include "ocr/Reading.h"
 
-#include <QTextBoundaryFinder>
+#include "core/Cancellation.h"
+#include "extract/Graphemes.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
-
-#include "core/Cancellation.h"
 
 namespace OCR {
 namespace {
@@ -37,22 +37,13 @@ QRectF turnedBox(const QRectF &box, int degrees)
 
 } // namespace
 
-int characterCount(const QString &text)
-{
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    int count = 0;
-    while (finder.toNextBoundary() != -1)
-        ++count;
-    return count;
-}
-
 Reading::Reading(int rotation, std::vector<Line> lines)
     : rotation_(rotation)
     , lines_(std::move(lines))
 {
     std::map<int, QStringList> textsByTurn;
     for (const Line &line : lines_) {
-        charactersByTurn_[line.turn] += characterCount(line.text);
+        charactersByTurn_[line.turn] += int(Graphemes::count(line.text, std::numeric_limits<int>::max()));
         textsByTurn[line.turn] << line.text;
     }
     for (const auto &[turn, texts] : textsByTurn)

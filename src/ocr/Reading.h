@@ -55,7 +55,4 @@ using Reread = std::function<Reading(int rotation)>;
 // not good; each rotation is read at most once. Throws Cancelled when stopped before a re-read.
 Reading bestReading(const Reading &first, const Reread &reread, const std::stop_token &stop = {});
 
-// User-perceived characters in a text.
-int characterCount(const QString &text);
-
 } // namespace OCR

@@ -1,5 +1,6 @@
 #include "ocr/TextRecognizer.h"
 
+#include "core/Cancellation.h"
 #include "ocr/OCR.h"
 #include "ocr/OcrLanguages.h"
 
@@ -11,8 +12,6 @@
 #include <tesseract/resultiterator.h>
 
 #include <dlfcn.h>
-
-#include "core/Cancellation.h"
 
 namespace {
 

@@ -66,7 +66,9 @@ protected:
     {
         library = std::make_unique<Library>();
         bool synced = false;
-        QObject::connect(library.get(), &Library::synced, [&] { synced = true; });
+        // The connection ends with this call, before `synced` goes out of scope.
+        QObject scope;
+        QObject::connect(library.get(), &Library::synced, &scope, [&] { synced = true; });
         library->open(folder.path(), false);
         EXPECT_TRUE(waitUntil([&] { return synced; }));
         return *library;

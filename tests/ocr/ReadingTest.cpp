@@ -1,8 +1,8 @@
 #include "ocr/Reading.h"
 
-#include <gtest/gtest.h>
-
 #include "core/Cancellation.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 

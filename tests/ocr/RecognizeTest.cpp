@@ -1,3 +1,4 @@
+#include "core/Cancellation.h"
 #include "ocr/OCR.h"
 #include "ocr/TextRecognizer.h"
 #include "support/ScanPdf.h"
@@ -8,8 +9,6 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include "core/Cancellation.h"
 
 namespace {
 
