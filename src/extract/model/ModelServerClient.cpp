@@ -279,7 +279,7 @@ std::optional<qint64> ModelServerClient::tokenize(const QString &text, const std
     if (tokens.isArray())
         return tokens.toArray().size();
     const QJsonValue count = object.value(QStringLiteral("count"));
-    if (count.isDouble() && count.toDouble() >= 0)
+    if (count.isDouble() && count.toDouble() >= 0 && count.toDouble() <= 1e12)
         return qint64(count.toDouble());
     return std::nullopt;
 }

@@ -90,6 +90,10 @@ TEST_F(ModelClientTest, structuredReplies_areCheckedNeverTrusted)
         { "content a number", raw(R"({"message":{"role":"assistant","content":42},"done":true})"),
             Kind::decodingFailure },
         { "message an array", raw(R"({"message":[1,2,3]})"), Kind::decodingFailure },
+        { "counts out of range",
+            raw(R"({"message":{"content":"{\"firstPage\":false,\"kind\":\"Bill\",\"organization\":\"\",)"
+                R"(\"dateLabel\":\"\",\"date\":\"\"}"},"prompt_eval_count":1e300,"eval_count":-5})"),
+            std::nullopt },
         { "refusal", raw(R"({"message":{"role":"assistant","content":"","refusal":"I can't read mail."}})"),
             Kind::refusal },
     };
