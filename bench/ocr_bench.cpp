@@ -1,5 +1,6 @@
 // Seconds per page for reading a scanned page, split into rendering, recognition and layout, with the
 // process's peak memory. Two kinds of page: a dense US Letter letter and a long shop receipt.
+#include "ocr/EngineThreads.h"
 #include "ocr/OCR.h"
 #include "ocr/PageReading.h"
 #include "ocr/TextRecognizer.h"
@@ -111,12 +112,11 @@ void report(const char *name, const Stages &stages, int rounds)
 
 int main(int argc, char **argv)
 {
+    limitEngineThreads(argv);
     QCoreApplication app(argc, argv);
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     TextRecognizer recognizer(QStringLiteral("eng"));
-    std::printf("%d rounds per page, OMP_NUM_THREADS=%s\n", rounds,
-        qEnvironmentVariableIsSet("OMP_NUM_THREADS") ? qgetenv("OMP_NUM_THREADS").constData()
-                                                     : "(unset: 1 per engine)");
+    std::printf("%d rounds per page, OMP_THREAD_LIMIT=%s\n", rounds, qgetenv("OMP_THREAD_LIMIT").constData());
     report("dense letter", measure(scanPdf({ denseLetter() }), recognizer, rounds), rounds);
     report("receipt", measure(scanPdf({ receipt() }), recognizer, rounds), rounds);
     rusage usage {};

@@ -2,6 +2,7 @@
 #include "cli/ProcessCommand.h"
 #include "cli/ReadCommand.h"
 #include "cli/StatusCommand.h"
+#include "ocr/EngineThreads.h"
 
 #include <QCoreApplication>
 
@@ -24,6 +25,7 @@ const QString usage = QStringLiteral(
 
 int main(int argc, char *argv[])
 {
+    limitEngineThreads(argv);
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Vellumark"));
     QCoreApplication::setApplicationName(QStringLiteral("Vellumark"));

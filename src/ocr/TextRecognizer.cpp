@@ -11,26 +11,7 @@
 #include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
 
-#include <dlfcn.h>
-
 namespace {
-
-// Tesseract parallelises inside each line with OpenMP. On a small machine those threads spin against
-// each other and against the rest of the application, which makes a page several times slower; one
-// thread per engine is faster (see bench/README.md). The limit is per thread, so it is set on the
-// thread that recognises. OMP_NUM_THREADS, when set, wins.
-void limitEngineThreads()
-{
-    thread_local bool limited = false;
-    if (limited)
-        return;
-    limited = true;
-    if (qEnvironmentVariableIsSet("OMP_NUM_THREADS"))
-        return;
-    using SetThreads = void (*)(int);
-    if (auto setThreads = reinterpret_cast<SetThreads>(dlsym(RTLD_DEFAULT, "omp_set_num_threads")))
-        setThreads(1);
-}
 
 bool stopRequested(void *stop, int)
 {
@@ -67,7 +48,6 @@ TextRecognizer::~TextRecognizer()
 
 OCR::Reading TextRecognizer::reading(const QImage &bitmap, int rotation, const std::stop_token &stop)
 {
-    limitEngineThreads();
     QImage oriented
         = bitmap.format() == QImage::Format_Grayscale8 ? bitmap : bitmap.convertToFormat(QImage::Format_Grayscale8);
     if (rotation % 360 != 0)

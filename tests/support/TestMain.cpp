@@ -1,6 +1,8 @@
 // Shared main for the test executables: a QCoreApplication for event loops and coroutines, and
 // settings of each test process's own, so that tests never touch the user's settings, nor each other's
 // when CTest runs them side by side.
+#include "ocr/EngineThreads.h"
+
 #include <QCoreApplication>
 #include <QSettings>
 #include <QStandardPaths>
@@ -10,6 +12,7 @@
 
 int main(int argc, char **argv)
 {
+    limitEngineThreads(argv);
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Vellumark"));
     QCoreApplication::setApplicationName(QStringLiteral("Vellumark"));
