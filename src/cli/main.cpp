@@ -1,4 +1,5 @@
 #include "cli/CliOutput.h"
+#include "cli/ModelCommand.h"
 #include "cli/ProcessCommand.h"
 #include "cli/ReadCommand.h"
 #include "cli/StatusCommand.h"
@@ -13,6 +14,9 @@ const QString usage = QStringLiteral(
     "Commands:\n"
     "  status FOLDER [--json]   Show the catalogue of a scans folder: schema version, scans, scans waiting\n"
     "                           for text or for the model, and problems.\n"
+    "  model [--model-server URL] [--model NAME] [--json]\n"
+    "                           Whether the local model can be used (status 3 when not), its server,\n"
+    "                           model and context size.\n"
     "  process FOLDER [--watch] [--ignore-pause]\n"
     "                           Bring the catalogue up to date with the folder and read every scan that\n"
     "                           waits for its text; with --watch, keep following the folder until Ctrl+C.\n"
@@ -20,7 +24,8 @@ const QString usage = QStringLiteral(
     "                           Read a scanned PDF as the catalogue would: each page's rotation and text,\n"
     "                           then the file's SHA-256. Fails with status 1 on a file that can't be read.\n"
     "\n"
-    "Exit status: 0 on success, 1 on a usage error, 2 when the folder's catalogue can't be opened.\n");
+    "Exit status: 0 on success, 1 on a usage error or work that failed, 2 when the folder's catalogue can't be\n"
+    "opened, 3 when the local model is unavailable (model), 130 when interrupted (process).\n");
 }
 
 int main(int argc, char *argv[])
@@ -45,6 +50,10 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("status")) {
         arguments.removeAt(1);
         return runStatusCommand(arguments);
+    }
+    if (command == QLatin1String("model")) {
+        arguments.removeAt(1);
+        return runModelCommand(arguments);
     }
     if (command == QLatin1String("process")) {
         arguments.removeAt(1);
