@@ -103,6 +103,11 @@ void Migrations::migrate(Database &db)
 {
     const QStringList &scripts = steps();
     for (int step = storedVersion(db); step < scripts.size(); ++step) {
-        inImmediateTransaction(db, [&] { db.execute(scripts[step]); });
+        inImmediateTransaction(db, [&] {
+            // Another process opening the same folder may have taken this step while we waited for
+            // the lock; the version read inside the transaction is the one that counts.
+            if (storedVersion(db) <= step)
+                db.execute(scripts[step]);
+        });
     }
 }

@@ -130,6 +130,23 @@ TEST_F(ProcessCommand, killedAtAnyMomentLosesNothing)
     EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done'")), QStringLiteral("6"));
 }
 
+TEST_F(ProcessCommand, twoProcessesOnOneFolderShareTheCatalogue)
+{
+    QProcess first;
+    QProcess second;
+    start(first);
+    start(second);
+    ASSERT_TRUE(first.waitForFinished(180'000));
+    ASSERT_TRUE(second.waitForFinished(180'000));
+    EXPECT_EQ(first.exitCode(), 0) << first.readAllStandardError().toStdString();
+    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    EXPECT_EQ(query(QStringLiteral("PRAGMA integrity_check")), QStringLiteral("ok"));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents")), QStringLiteral("6"));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done' AND page_count = 2")),
+        QStringLiteral("6"));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM pages")), QStringLiteral("12"));
+}
+
 TEST_F(ProcessCommand, watchingStopsCleanlyOnSigterm)
 {
     QProcess process;
