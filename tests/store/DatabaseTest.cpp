@@ -49,20 +49,6 @@ template <typename Read> void readOneRow(Database &db, const QString &sql, const
     EXPECT_FALSE(statement.step());
 }
 
-std::int64_t count(Database &db, const QString &table)
-{
-    Statement statement = db.prepare(QStringLiteral("SELECT count(*) FROM ") + table);
-    statement.bind({});
-    return statement.step() ? statement.int64(0) : -1;
-}
-
-bool tableExists(Database &db, const QString &name)
-{
-    Statement statement = db.prepare(QStringLiteral("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = ?"));
-    statement.bind({ name });
-    return statement.step();
-}
-
 // The statements still open on a connection; a Statement that is not finalized keeps the file busy.
 int openStatements(Database &db)
 {
@@ -114,25 +100,6 @@ TEST(Database, openInMissingFolder_throwsSqliteMessageAndCreatesNothing)
     EXPECT_FALSE(QFileInfo::exists(folder));
 }
 
-TEST(Database, openUnderRegularFile_throwsSqliteMessage)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const QString notAFolder = dir.filePath(QStringLiteral("plain.txt"));
-    QFile file(notAFolder);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("not a folder");
-    file.close();
-
-    try {
-        Database db(QDir(notAFolder).filePath(QStringLiteral("Vellumark.sqlite")));
-        FAIL() << "opened a file below a regular file";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("unable to open database file"));
-    }
-    EXPECT_TRUE(QFileInfo(notAFolder).isFile());
-}
-
 TEST(Database, openInReadOnlyFolder_throws)
 {
     if (geteuid() == 0)
@@ -148,19 +115,6 @@ TEST(Database, openInReadOnlyFolder_throws)
 
 // ---- Scripts ----
 
-TEST(Database, executeScript_runsEveryStatementInOrder)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    scratch.db.execute(QStringLiteral("CREATE TABLE a (x);\n"
-                                      "INSERT INTO a VALUES (1);\n"
-                                      "INSERT INTO a VALUES (2);\n"
-                                      "CREATE TABLE b AS SELECT sum(x) AS total FROM a;"));
-    EXPECT_EQ(count(scratch.db, QStringLiteral("a")), 2);
-    readOneRow(
-        scratch.db, QStringLiteral("SELECT total FROM b"), {}, [](Statement &row) { EXPECT_EQ(row.int64(0), 3); });
-}
-
 TEST(Database, executeFailingScript_throwsSqliteMessage)
 {
     Scratch scratch;
@@ -172,22 +126,6 @@ TEST(Database, executeFailingScript_throwsSqliteMessage)
         EXPECT_EQ(error.message(), QStringLiteral("no such table: missing"));
     }
 }
-
-TEST(Database, executeScriptFailingHalfway_keepsWhatRanBefore)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    try {
-        scratch.db.execute(QStringLiteral("CREATE TABLE first (x); CREATE TABLE first (y); CREATE TABLE third (z);"));
-        FAIL() << "no error";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("table first already exists"));
-    }
-    EXPECT_TRUE(tableExists(scratch.db, QStringLiteral("first")));
-    EXPECT_FALSE(tableExists(scratch.db, QStringLiteral("third")));
-}
-
-// ---- Preparing ----
 
 TEST(Database, prepareMisspeltSql_messageIsSqliteTextThenSqlAsPassed)
 {
@@ -242,26 +180,6 @@ TEST(Statement, bindEmptyListAfterValues_leavesEveryParameterNull)
     EXPECT_TRUE(statement.isNull(1));
 }
 
-TEST(Statement, bindBool_storesIntegerOneOrZeroAndReadsBack)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    scratch.db.execute(QStringLiteral("CREATE TABLE t (id INTEGER PRIMARY KEY, flag)"));
-    scratch.db.run(QStringLiteral("INSERT INTO t (id, flag) VALUES (1, ?), (2, ?)"), { true, false });
-
-    Statement statement = scratch.db.prepare(QStringLiteral("SELECT typeof(flag), flag FROM t ORDER BY id"));
-    statement.bind({});
-    ASSERT_TRUE(statement.step());
-    EXPECT_EQ(statement.text(0), QStringLiteral("integer"));
-    EXPECT_EQ(statement.int64(1), 1);
-    EXPECT_TRUE(statement.boolean(1));
-    ASSERT_TRUE(statement.step());
-    EXPECT_EQ(statement.text(0), QStringLiteral("integer"));
-    EXPECT_EQ(statement.int64(1), 0);
-    EXPECT_FALSE(statement.boolean(1));
-    EXPECT_FALSE(statement.step());
-}
-
 TEST(Statement, bindNonAsciiText_storesUtf8AndReadsBackUnchanged)
 {
     Scratch scratch;
@@ -289,19 +207,6 @@ TEST(Statement, bindAbsentOptional_bindsNullAndKeepsLaterPositions)
         EXPECT_EQ(row.optionalInt64(1), 3);
         EXPECT_TRUE(row.isNull(2));
     });
-}
-
-TEST(Statement, bindMoreValuesThanParameters_throwsSqliteMessage)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    Statement statement = scratch.db.prepare(QStringLiteral("SELECT ?"));
-    try {
-        statement.bind({ 1, 2 });
-        FAIL() << "no error";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("column index out of range"));
-    }
 }
 
 TEST(Statement, readNull_givesAbsentOrZeroOrEmpty)
@@ -333,21 +238,6 @@ TEST(Database, run_returnsRowsChangedByThatStatement)
     EXPECT_EQ(scratch.db.run(QStringLiteral("DELETE FROM t WHERE y IS NULL")), 1);
     readOneRow(scratch.db, QStringLiteral("SELECT group_concat(x || ':' || y, ',') FROM t"), {},
         [](Statement &row) { EXPECT_EQ(row.text(0), QStringLiteral("2:big,3:big")); });
-}
-
-TEST(Database, runUniqueViolation_throwsSqliteMessageAndChangesNothing)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    scratch.db.execute(QStringLiteral("CREATE TABLE t (x UNIQUE)"));
-    scratch.db.run(QStringLiteral("INSERT INTO t VALUES (?)"), { QStringLiteral("a") });
-    try {
-        scratch.db.run(QStringLiteral("INSERT INTO t VALUES (?)"), { QStringLiteral("a") });
-        FAIL() << "no error";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("UNIQUE constraint failed: t.x"));
-    }
-    EXPECT_EQ(count(scratch.db, QStringLiteral("t")), 1);
 }
 
 } // namespace
