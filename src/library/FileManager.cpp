@@ -4,15 +4,29 @@
 #include <QDBusMessage>
 #include <QDesktopServices>
 #include <QFileInfo>
+#include <QSet>
 #include <QUrl>
 
-void showInFileManager(const QString &path)
+void showInFileManager(const QStringList &paths)
 {
+    if (paths.isEmpty())
+        return;
+    QStringList uris;
+    for (const QString &path : paths)
+        uris << QUrl::fromLocalFile(path).toString();
     QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.FileManager1"),
         QStringLiteral("/org/freedesktop/FileManager1"), QStringLiteral("org.freedesktop.FileManager1"),
         QStringLiteral("ShowItems"));
-    call << QStringList { QUrl::fromLocalFile(path).toString() } << QString();
+    call << uris << QString();
     const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 3000);
-    if (reply.type() != QDBusMessage::ReplyMessage)
-        QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(path).absolutePath()));
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return;
+    QSet<QString> opened;
+    for (const QString &path : paths) {
+        const QString folder = QFileInfo(path).absolutePath();
+        if (!opened.contains(folder)) {
+            opened.insert(folder);
+            QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+        }
+    }
 }

@@ -35,6 +35,8 @@ Library::Library(QObject *parent)
     syncTimer_.setSingleShot(true);
     syncTimer_.setInterval(1000);
     connect(&syncTimer_, &QTimer::timeout, this, [this] { sync(); });
+    searchTimer_.setSingleShot(true);
+    connect(&searchTimer_, &QTimer::timeout, this, &Library::searchNow);
     folderReturn_.setInterval(2000);
     connect(&folderReturn_, &QTimer::timeout, this, [this] {
         if (!folder_ || !QFileInfo(*folder_).isDir())
@@ -76,7 +78,7 @@ void Library::chooseFolder(const std::function<std::optional<QString>(const QStr
         open(*chosen, true);
 }
 
-void Library::open(const QString &folder, bool saveBookmark)
+std::shared_ptr<Library::Store> Library::openStore(const QString &folder)
 {
     close();
     const QString path = QDir::cleanPath(QDir(folder).absolutePath());
@@ -89,11 +91,20 @@ void Library::open(const QString &folder, bool saveBookmark)
             std::optional<QString>(QStringLiteral("Couldn't open ") + ScanStore::fileName + QStringLiteral(" in ")
                 + folderName(path) + QStringLiteral(": ") + error.message()),
             &Library::openErrorChanged);
-        return;
+        return nullptr;
     }
     store_ = store;
     assign(openError_, std::optional<QString>(), &Library::openErrorChanged);
     assign(folder_, std::optional(path), &Library::folderChanged);
+    return store;
+}
+
+void Library::open(const QString &folder, bool saveBookmark)
+{
+    const std::shared_ptr<Store> store = openStore(folder);
+    if (!store)
+        return;
+    const QString path = *folder_;
 
     if (saveBookmark) {
         QSettings settings;
@@ -145,6 +156,7 @@ void Library::close()
     assign(documentsByID_, {}, &Library::documentsChanged);
     assign(organizations_, {}, &Library::organizationsChanged);
     assign(selection_, {}, &Library::selectionChanged);
+    resetBrowsing();
     assign(customInstructions_, std::optional<QString>(), &Library::customInstructionsChanged);
 }
 
@@ -177,7 +189,10 @@ QCoro::Task<> Library::reload()
             selection.insert(id);
     }
     assign(selection_, std::move(selection), &Library::selectionChanged);
+    reloadedBrowsing();
     co_await updateCounts();
+    if (self && store_ == store && !searchText_.isEmpty())
+        runSearch(false);
 }
 
 QCoro::Task<> Library::refresh(DocumentIDs ids, bool organizations)
@@ -212,6 +227,8 @@ QCoro::Task<> Library::refresh(DocumentIDs ids, bool organizations)
         assign(organizations_, std::move(read), &Library::organizationsChanged);
     }
     co_await updateCounts();
+    if (self && store_ == store && !searchText_.isEmpty())
+        runSearch(false);
 }
 
 QCoro::Task<> Library::updateCounts()

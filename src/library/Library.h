@@ -2,14 +2,18 @@
 
 #include "extract/ActivityLog.h"
 #include "library/SerialExecutor.h"
+#include "library/SidebarItem.h"
+#include "library/SortComparator.h"
 #include "store/ScanStore.h"
 
 #include <QCoro/QCoroTask>
+#include <QDate>
 #include <QObject>
 #include <QPointer>
 #include <QString>
 #include <QTimer>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -85,6 +89,68 @@ public:
     // Has the scans done next, even while paused.
     void request(const DocumentIDSet &ids);
 
+    // ---- Browsing and search (LibraryBrowse.cpp) ----
+    // The four filters and the sort the table shows; a change only makes the views compute again,
+    // except that a new search text starts a search (after a pause in typing).
+    const std::optional<SidebarItem> &sidebar() const { return sidebar_; }
+    std::optional<int> year() const { return year_; }
+    const std::optional<QString> &kind() const { return kind_; }
+    const QString &searchText() const { return searchText_; }
+    // The scans matching the trimmed search text; absent when there is none.
+    const std::optional<DocumentIDSet> &searchMatches() const { return searchMatches_; }
+    const SortOrder &sortOrder() const { return sortOrder_; }
+    void setSidebar(std::optional<SidebarItem> item);
+    void setYearFilter(std::optional<int> year);
+    void setKindFilter(std::optional<QString> kind);
+    void setSearchText(QString text);
+    void setSortOrder(SortOrder order);
+    // Every scan whose file is present, in no particular order.
+    std::vector<ScanDocument> liveDocuments() const;
+    // What the table shows: the scans the sidebar, year, type and search let through, by path and then
+    // stably by the sort order.
+    std::vector<ScanDocument> visibleDocuments() const;
+    // The years of the present scans' dates, newest first.
+    std::vector<int> years() const;
+    // The document types present scans have, in the fixed order of the type list.
+    QStringList kinds() const;
+    // The number of scans a sidebar entry stands for.
+    int count(const SidebarItem &item) const;
+    // The pause in typing after which a search starts (0.15 s); tests shorten it.
+    void setSearchDelay(std::chrono::milliseconds delay) { searchDelay_ = delay; }
+
+    // ---- Editing (LibraryEdit.cpp) ----
+    // Each command changes the catalogue on the store's thread, then reads the lists again and starts
+    // the work. The returned task ends after that; callers may also drop it. A failure is announced by
+    // editFailed, and the lists are read again all the same.
+    QCoro::Task<> setOrganization(DocumentIDSet ids, std::optional<QString> name);
+    QCoro::Task<> setKind(DocumentIDSet ids, std::optional<QString> kind);
+    QCoro::Task<> setDate(DocumentIDSet ids, std::optional<QDate> date);
+    // Asks again (reextract) or reads again (rerunOCR); the scans are requested, so they go first.
+    QCoro::Task<> reextract(DocumentIDSet ids);
+    QCoro::Task<> rerunOCR(DocumentIDSet ids);
+    // A name that cleans to nothing is ignored; the name of another organization merges into it.
+    QCoro::Task<> renameOrganization(std::int64_t id, QString name);
+    QCoro::Task<> mergeOrganization(std::int64_t source, std::int64_t target);
+    QCoro::Task<> deleteOrganization(std::int64_t id);
+    // Asks the model again about every scan it filed or failed on; scans filed by hand stay.
+    QCoro::Task<> reextractAllFromModel();
+    // The same for those of them without an organization or a date.
+    QCoro::Task<> reextractIncomplete();
+    // Stores the folder's instructions for the model: absent when blank or the built-in default.
+    QCoro::Task<> setCustomInstructions(std::optional<QString> text, bool reextract);
+    // Deletes those of the scans whose file is missing.
+    QCoro::Task<> removeMissing(DocumentIDSet ids);
+    // Opens the present scans' files in the default PDF viewer.
+    void openInPreview(const DocumentIDSet &ids);
+    // Shows the present scans' files selected in the file manager.
+    void revealInFinder(const DocumentIDSet &ids);
+    // Selects the scan, clearing the filters first when they hide it.
+    void reveal(std::int64_t id);
+    // Opens the folder's catalogue for one command-line command: the lists are read, but the folder is
+    // neither watched nor synchronised, and no work starts, not even after an edit. False, with
+    // openError set, when the catalogue can't be opened.
+    QCoro::Task<bool> openWithoutWork(QString folder);
+
 Q_SIGNALS:
     void folderChanged();
     void openErrorChanged();
@@ -106,11 +172,22 @@ Q_SIGNALS:
     void synced();
     // A page of the scan being read was done; `index` counts from 0.
     void pageRead(int index, int count);
+    // Browsing and search.
+    void sidebarChanged();
+    void yearChanged();
+    void kindChanged();
+    void searchTextChanged();
+    void searchMatchesChanged();
+    void sortOrderChanged();
+    // An edit failed; the desktop app shows the message as an alert.
+    void editFailed(const QString &message);
 
 private:
     using Store = Serial<ScanStore>;
 
     void close();
+    // Closes, then opens the folder's catalogue and sets `folder`; null, with openError set, on failure.
+    std::shared_ptr<Store> openStore(const QString &folder);
     QCoro::Task<> openInBackground(std::shared_ptr<Store> store);
     QCoro::Task<> reload();
     QCoro::Task<> refresh(DocumentIDs ids, bool organizations);
@@ -128,6 +205,17 @@ private:
     QCoro::Task<> runOCR(std::stop_token stop);
     QCoro::Task<std::optional<ScanStore::OCRJob>> nextOCRJob(std::shared_ptr<Store> store);
     QCoro::Task<> rereadGarbledScans(std::shared_ptr<Store> store);
+
+    // ---- Browsing, search and editing ----
+    void runSearch(bool debounce);
+    // Runs the query for the current text now; its answer is published unless a newer search started.
+    void searchNow();
+    QCoro::Task<> searchInBackground(std::shared_ptr<Store> store, QString text, int generation);
+    // After a reload: the sidebar leaves an organization that is gone, and the search runs again.
+    void reloadedBrowsing();
+    void resetBrowsing();
+    QCoro::Task<> edit(std::function<void(ScanStore &)> body);
+    std::vector<QString> presentFiles(const DocumentIDSet &ids) const;
 
     template <typename T> void assign(T &field, T value, void (Library::*changed)())
     {
@@ -170,6 +258,19 @@ private:
     QTimer syncTimer_;
     // While the open folder is gone (an unmounted disk, a folder moved away), looks for its return.
     QTimer folderReturn_;
+
+    std::optional<SidebarItem> sidebar_ = SidebarItem::all();
+    std::optional<int> year_;
+    std::optional<QString> kind_;
+    QString searchText_;
+    std::optional<DocumentIDSet> searchMatches_;
+    SortOrder sortOrder_ = defaultSortOrder();
+    std::chrono::milliseconds searchDelay_ { 150 };
+    QTimer searchTimer_;
+    // Raised by every new search and by closing; a search of an older generation publishes nothing.
+    int searchGeneration_ = 0;
+    // Set by openWithoutWork until the folder is closed.
+    bool workHeld_ = false;
 };
 
 // The ids, ascending, whose page samples look like gibberish.

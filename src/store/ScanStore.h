@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 using DocumentIDs = std::vector<std::int64_t>;
@@ -90,6 +91,12 @@ public:
     // scan `id`, if one is alike enough. The first call reads every first page; later ones only the
     // candidates.
     std::optional<SimilarDocument> similarFiledDocument(std::int64_t id);
+
+    // Full-text search: the scans in which every word of `text` (split at white space) starts a word of
+    // the path, organization, date, type or text, diacritics and case ignored. No words, no scans.
+    std::set<std::int64_t> search(const QString &text);
+    // The full-text query `search` runs: each word as a quoted prefix term, joined by spaces.
+    static QString searchQuery(const QString &text);
 
     // Writes
     void saveOCR(const OCRJob &job, const QStringList &pages, const std::vector<int> &rotations, const QString &sha256);
