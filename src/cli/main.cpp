@@ -1,11 +1,16 @@
 #include "cli/CliOutput.h"
+#include "cli/EditCommands.h"
+#include "cli/ListCommand.h"
 #include "cli/ModelCommand.h"
+#include "cli/OrganizationCommands.h"
 #include "cli/ProcessCommand.h"
 #include "cli/ReadCommand.h"
 #include "cli/StatusCommand.h"
 #include "ocr/EngineThreads.h"
 
 #include <QCoreApplication>
+
+#include <map>
 
 namespace {
 const QString usage = QStringLiteral(
@@ -23,9 +28,34 @@ const QString usage = QStringLiteral(
     "  read FILE.pdf [--json] [--languages LANGS]\n"
     "                           Read a scanned PDF as the catalogue would: each page's rotation and text,\n"
     "                           then the file's SHA-256. Fails with status 1 on a file that can't be read.\n"
+    "  list FOLDER [--view all|needs-review|processing|problems] [--organization NAME] [--year YYYY]\n"
+    "       [--type TYPE] [--search WORDS] [--json]\n"
+    "                           The scans the app's table shows, newest date first: date, organization,\n"
+    "                           type, file, pages and status, tab-separated; or a JSON array.\n"
+    "  search FOLDER WORDS... [--json]\n"
+    "                           The scans with every word (as the start of a word) in their text, file\n"
+    "                           name, organization, date or type.\n"
+    "  set FOLDER PATH-OR-ID... [--organization NAME|--no-organization] [--type TYPE|--no-type]\n"
+    "       [--date YYYY-MM-DD|--no-date]\n"
+    "                           File scans by hand; the model's answers overruled teach its aliases.\n"
+    "  reextract FOLDER PATH-OR-ID...\n"
+    "                           Ask the model about the scans again at the next process.\n"
+    "  reread FOLDER PATH-OR-ID...\n"
+    "                           Read the scans' text again at the next process.\n"
+    "  organizations FOLDER [--json]\n"
+    "                           Every organization with its number of scans.\n"
+    "  rename-organization FOLDER OLD NEW\n"
+    "                           Rename; the name of another organization merges the two.\n"
+    "  merge-organization FOLDER SOURCE TARGET\n"
+    "                           Move SOURCE's scans and names to TARGET; SOURCE's name becomes an alias.\n"
+    "  delete-organization FOLDER NAME\n"
+    "                           Remove the organization; its scans are filed under none.\n"
     "\n"
-    "Exit status: 0 on success, 1 on a usage error or work that failed, 2 when the folder's catalogue can't be\n"
-    "opened, 3 when the local model is unavailable (model), 130 when interrupted (process).\n");
+    "Scans are named by their path in the folder (or as a file inside it) or by their catalogue id.\n"
+    "\n"
+    "Exit status: 0 on success; 1 on a usage error, an unknown scan or organization, a name, type or date\n"
+    "that is not valid (then nothing is changed), or work that failed; 2 when the folder's catalogue can't be\n"
+    "opened; 3 when the local model is unavailable (model); 130 when interrupted (process).\n");
 }
 
 int main(int argc, char *argv[])
@@ -62,6 +92,21 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("read")) {
         arguments.removeAt(1);
         return runReadCommand(arguments);
+    }
+    static const std::map<QString, int (*)(const QStringList &)> catalogueCommands = {
+        { QStringLiteral("list"), runListCommand },
+        { QStringLiteral("search"), runSearchCommand },
+        { QStringLiteral("set"), runSetCommand },
+        { QStringLiteral("reextract"), runReextractCommand },
+        { QStringLiteral("reread"), runRereadCommand },
+        { QStringLiteral("organizations"), runOrganizationsCommand },
+        { QStringLiteral("rename-organization"), runRenameOrganizationCommand },
+        { QStringLiteral("merge-organization"), runMergeOrganizationCommand },
+        { QStringLiteral("delete-organization"), runDeleteOrganizationCommand },
+    };
+    if (const auto found = catalogueCommands.find(command); found != catalogueCommands.end()) {
+        arguments.removeAt(1);
+        return found->second(arguments);
     }
 
     printErr(
