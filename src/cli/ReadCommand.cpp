@@ -1,9 +1,9 @@
 #include "cli/ReadCommand.h"
 
 #include "cli/CliOutput.h"
+#include "library/ReaderWorker.h"
 #include "ocr/OCR.h"
 #include "ocr/OcrLanguages.h"
-#include "ocr/TextRecognizer.h"
 
 #include <QCommandLineParser>
 #include <QJsonArray>
@@ -48,23 +48,37 @@ int runReadCommand(const QStringList &arguments)
     const QCommandLineOption languages(QStringLiteral("languages"),
         QStringLiteral("Reading languages in Tesseract's form, such as eng+deu (default: the OcrLanguages setting)."),
         QStringLiteral("LANGS"));
-    parser.addOptions({ json, languages });
+    const QCommandLineOption timeout(QStringLiteral("timeout"),
+        QStringLiteral("Seconds to wait for the file to open or for a page to be read (default: the "
+                       "ReadTimeoutSeconds setting, 120)."),
+        QStringLiteral("SECONDS"));
+    parser.addOptions({ json, languages, timeout });
     if (!parser.parse(arguments)) {
         printErr(parser.errorText() + QLatin1Char('\n'));
         return ExitStatus::usage;
     }
     if (parser.positionalArguments().size() != 1) {
-        printErr(QStringLiteral("Usage: vellumark-cli read FILE.pdf [--json] [--languages LANGS]\n"));
+        printErr(
+            QStringLiteral("Usage: vellumark-cli read FILE.pdf [--json] [--languages LANGS] [--timeout SECONDS]\n"));
         return ExitStatus::usage;
+    }
+    std::chrono::milliseconds limit = ReaderSettings::timeout();
+    if (parser.isSet(timeout)) {
+        bool ok = false;
+        const double seconds = parser.value(timeout).toDouble(&ok);
+        if (!ok || !(seconds > 0) || seconds > 1e6) {
+            printErr(QStringLiteral("--timeout takes a number of seconds greater than 0\n"));
+            return ExitStatus::usage;
+        }
+        limit = std::chrono::milliseconds(qint64(seconds * 1000));
     }
     const QString path = parser.positionalArguments().first();
     const QString chosen = parser.isSet(languages) ? parser.value(languages) : OcrLanguages::setting();
 
     const bool showProgress = isatty(STDERR_FILENO);
     try {
-        TextQuality::useLanguages(chosen);
-        TextRecognizer recognizer(chosen);
-        const OCR::Result result = OCR::recognize(path, recognizer, {}, [&](int index, int count, const OCR::Page &) {
+        ReaderWorker reader({ chosen, limit, ReaderSettings::memoryLimitMB() });
+        const OCR::Result result = reader.recognize(path, {}, [&](int index, int count, const OCR::Page &) {
             if (showProgress && count > 1)
                 printErr(QStringLiteral("\rRead page %1 of %2").arg(index + 1).arg(count));
         });

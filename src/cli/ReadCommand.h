@@ -2,5 +2,5 @@
 
 #include <QStringList>
 
-// `vellumark-cli read FILE.pdf [--json] [--languages LANGS]`; returns the exit status.
+// `vellumark-cli read FILE.pdf [--json] [--languages LANGS] [--timeout SECONDS]`; returns the exit status.
 int runReadCommand(const QStringList &arguments);

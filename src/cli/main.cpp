@@ -25,7 +25,7 @@ const QString usage = QStringLiteral(
     "  process FOLDER [--watch] [--ignore-pause]\n"
     "                           Bring the catalogue up to date with the folder and read every scan that\n"
     "                           waits for its text; with --watch, keep following the folder until Ctrl+C.\n"
-    "  read FILE.pdf [--json] [--languages LANGS]\n"
+    "  read FILE.pdf [--json] [--languages LANGS] [--timeout SECONDS]\n"
     "                           Read a scanned PDF as the catalogue would: each page's rotation and text,\n"
     "                           then the file's SHA-256. Fails with status 1 on a file that can't be read.\n"
     "  list FOLDER [--view all|needs-review|processing|problems] [--organization NAME] [--year YYYY]\n"

@@ -1,7 +1,6 @@
 #include "library/Recognition.h"
 
 #include "ocr/TextQuality.h"
-#include "ocr/TextRecognizer.h"
 
 Recognition::Recognition(QString languages)
     : languages_(std::move(languages))
@@ -15,15 +14,27 @@ Recognition::~Recognition()
 
 QFuture<OCR::Result> Recognition::recognize(const QString &path, std::stop_token stop, OCR::PageRead pageRead)
 {
-    return executor_.run([this, path, stop, pageRead = std::move(pageRead)]() {
-        if (!recognizer_) {
-            try {
-                recognizer_ = std::make_unique<TextRecognizer>(languages_);
-            } catch (const OCR::Failure &failure) {
-                throw Unavailable(failure.message);
-            }
-            TextQuality::useLanguages(languages_);
+    const std::chrono::milliseconds timeout = ReaderSettings::timeout();
+    const int memoryLimitMB = ReaderSettings::memoryLimitMB();
+    return executor_.run([this, path, stop, pageRead = std::move(pageRead), timeout, memoryLimitMB]() {
+        if (!worker_ || worker_->options().memoryLimitMB != memoryLimitMB)
+            worker_ = std::make_unique<ReaderWorker>(ReaderWorker::Options { languages_, timeout, memoryLimitMB });
+        worker_->setTimeout(timeout);
+        const auto useLanguages = [this] {
+            // The gibberish check in this process judges text in the same languages.
+            if (!qualityLanguagesSet_)
+                TextQuality::useLanguages(languages_);
+            qualityLanguagesSet_ = true;
+        };
+        try {
+            OCR::Result result = worker_->recognize(path, stop, pageRead);
+            useLanguages();
+            return result;
+        } catch (const Unavailable &) {
+            throw;
+        } catch (const OCR::Failure &) {
+            useLanguages();
+            throw;
         }
-        return OCR::recognize(path, *recognizer_, stop, pageRead);
     });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/ReaderWorker.h"
 #include "library/SerialExecutor.h"
 #include "ocr/OCR.h"
 
@@ -8,28 +9,25 @@
 #include <memory>
 #include <stop_token>
 
-class TextRecognizer;
-
-// Text recognition off the main thread: one thread with one Tesseract engine, made on first use and
-// kept for every later file.
+// Text recognition off the main thread: one thread that hands each file to the reader process
+// (`ReaderWorker`), which keeps its Tesseract engine from file to file.
 class Recognition {
 public:
-    // The engine can't start (a language's data is missing); no file is to blame.
-    struct Unavailable : OCR::Failure {
-        using OCR::Failure::Failure;
-    };
+    // The reader can't start (a language's data is missing); no file is to blame.
+    using Unavailable = ReaderUnavailable;
 
     explicit Recognition(QString languages);
     ~Recognition();
 
     const QString &languages() const { return languages_; }
 
-    // Reads the file. `pageRead` runs on the recognition thread. Throws what OCR::recognize throws,
-    // and Unavailable.
+    // Reads the file with the reading settings of the moment. `pageRead` runs on the recognition
+    // thread. Throws what ReaderWorker::recognize throws.
     QFuture<OCR::Result> recognize(const QString &path, std::stop_token stop, OCR::PageRead pageRead = {});
 
 private:
     QString languages_;
-    std::unique_ptr<TextRecognizer> recognizer_; // used on the executor's thread only
-    SerialExecutor executor_; // last, so that it finishes its calls before the engine goes
+    std::unique_ptr<ReaderWorker> worker_; // used on the executor's thread only
+    bool qualityLanguagesSet_ = false; // likewise
+    SerialExecutor executor_; // last, so that it finishes its calls before the worker goes
 };

@@ -91,11 +91,14 @@ Page read(const QImage &bitmap, TextRecognizer &recognizer, const std::stop_toke
     return { layout(best.lines()), best.rotation() };
 }
 
-Result recognize(const QString &path, TextRecognizer &recognizer, const std::stop_token &stop, const PageRead &pageRead)
+Result recognize(const QString &path, TextRecognizer &recognizer, const std::stop_token &stop, const PageRead &pageRead,
+    const Hashed &hashed)
 {
     const QByteArray bytes = readWhole(path);
     Result result;
     result.sha256 = hexDigest(bytes);
+    if (hashed)
+        hashed(result.sha256);
 
     Poppler::setDebugErrorFunction(ignorePopplerMessage, QVariant());
     std::unique_ptr<Poppler::Document> document = Poppler::Document::loadFromData(bytes);

@@ -146,6 +146,31 @@ QByteArray pdfWithoutPages()
     return written(pdf);
 }
 
+QByteArray doublingFormFieldPdf(int levels)
+{
+    QPDF pdf;
+    pdf.emptyPDF();
+    QPDFObjectHandle page
+        = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 612 792] /Annots [] >>"));
+    QPDFPageDocumentHelper(pdf).addPage(QPDFPageObjectHelper(page), false);
+    QPDFObjectHandle field = pdf.makeIndirectObject(
+        QPDFObjectHandle::parse("<< /FT /Tx /T (leaf) /Type /Annot /Subtype /Widget /Rect [72 72 144 96] >>"));
+    field.replaceKey("/P", page);
+    page.getKey("/Annots").appendItem(field);
+    for (int level = 0; level < levels; ++level) {
+        QPDFObjectHandle parent = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /T (level) /Kids [] >>"));
+        parent.getKey("/Kids").appendItem(field);
+        parent.getKey("/Kids").appendItem(field);
+        // A kid with a parent is a field of its own, not only a widget.
+        field.replaceKey("/Parent", parent);
+        field = parent;
+    }
+    QPDFObjectHandle form = QPDFObjectHandle::parse("<< /Fields [] >>");
+    form.getKey("/Fields").appendItem(field);
+    pdf.getRoot().replaceKey("/AcroForm", form);
+    return written(pdf);
+}
+
 void writeFile(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);

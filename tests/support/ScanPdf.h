@@ -35,4 +35,8 @@ QByteArray repeatedScanPdf(const ScanPage &page, int count);
 // A well-formed PDF whose page tree has no pages.
 QByteArray pdfWithoutPages();
 
+// A one-page PDF whose form-field tree names the same field twice as the kids of every field, `levels`
+// deep: a tree of 2^levels paths in a few kilobytes, which Poppler walks path by path when it opens it.
+QByteArray doublingFormFieldPdf(int levels);
+
 void writeFile(const QString &path, const QByteArray &bytes);

@@ -1,0 +1,186 @@
+// vellumark-reader: reads PDFs for another process, one request at a time, confined once started.
+// Requests arrive on standard input and answers leave on standard output, as frames of ReaderProtocol;
+// whatever the libraries print goes to standard error instead.
+#include "ocr/EngineThreads.h"
+#include "ocr/OCR.h"
+#include "ocr/PageReading.h"
+#include "ocr/ReaderProtocol.h"
+#include "ocr/TextQuality.h"
+#include "ocr/TextRecognizer.h"
+#include "reader/Confinement.h"
+
+#include <QByteArray>
+
+#include <poppler/qt6/poppler-qt6.h>
+
+#include <cerrno>
+#include <csignal>
+#include <new>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+using ReaderProtocol::Kind;
+using ReaderProtocol::Message;
+
+int answers = -1;
+
+void send(const Message &message)
+{
+    const QByteArray bytes = ReaderProtocol::frame(message);
+    qsizetype written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::write(answers, bytes.constData() + written, std::size_t(bytes.size() - written));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            ::_exit(1); // the client is gone
+        written += count;
+    }
+}
+
+// The next request, or absent at the end of the input.
+std::optional<Message> request(ReaderProtocol::FrameReader &frames)
+{
+    char buffer[4096];
+    for (;;) {
+        if (std::optional<Message> message = frames.next())
+            return message;
+        const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return std::nullopt;
+        frames.append(buffer, count);
+    }
+}
+
+// A one-page PDF with a line of text in a font that isn't embedded, so that reading it once loads what
+// reading needs later (fonts and their configuration, the dictionaries, the engine's own tables).
+QByteArray warmUpPdf()
+{
+    const QByteArray content = "BT /F1 48 Tf 72 600 Td (Reading starts here) Tj ET";
+    const QList<QByteArray> objects {
+        "<< /Type /Catalog /Pages 2 0 R >>",
+        "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 4 0 R /Resources << /Font << /F1 5 0 R >> "
+        ">> >>",
+        "<< /Length " + QByteArray::number(content.size()) + " >>\nstream\n" + content + "\nendstream",
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
+    };
+    QByteArray pdf = "%PDF-1.4\n";
+    QList<qsizetype> offsets;
+    for (qsizetype index = 0; index < objects.size(); ++index) {
+        offsets << pdf.size();
+        pdf += QByteArray::number(index + 1) + " 0 obj\n" + objects[index] + "\nendobj\n";
+    }
+    const qsizetype table = pdf.size();
+    pdf += "xref\n0 " + QByteArray::number(objects.size() + 1) + "\n0000000000 65535 f \n";
+    for (qsizetype offset : offsets)
+        pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
+    pdf += "trailer\n<< /Size " + QByteArray::number(objects.size() + 1) + " /Root 1 0 R >>\nstartxref\n"
+        + QByteArray::number(table) + "\n%%EOF\n";
+    return pdf;
+}
+
+void ignorePopplerMessage(const QString &, const QVariant &) { }
+
+void warmUp(TextRecognizer &recognizer)
+{
+    Poppler::setDebugErrorFunction(ignorePopplerMessage, QVariant());
+    const std::unique_ptr<Poppler::Document> document = Poppler::Document::loadFromData(warmUpPdf());
+    if (!document)
+        return;
+    document->setPaperColor(Qt::white);
+    document->setRenderHint(Poppler::Document::Antialiasing);
+    document->setRenderHint(Poppler::Document::TextAntialiasing);
+    if (const std::unique_ptr<Poppler::Page> page = document->page(0)) {
+        if (const std::optional<QImage> bitmap = OCR::render(*page))
+            OCR::read(*bitmap, recognizer);
+    }
+}
+
+void limitMemory(long megabytes)
+{
+#ifdef VELLUMARK_NO_MEMORY_LIMIT
+    // AddressSanitizer reserves terabytes of address space for itself.
+    megabytes = 0;
+#endif
+    if (megabytes <= 0)
+        return;
+    const rlim_t bytes = rlim_t(megabytes) * 1024 * 1024;
+    const rlimit limit { bytes, bytes };
+    ::setrlimit(RLIMIT_DATA, &limit);
+}
+
+void read(TextRecognizer &recognizer, const QString &path)
+{
+    try {
+        OCR::recognize(
+            path, recognizer, {},
+            [](int index, int count, const OCR::Page &page) {
+                send({ Kind::page, page.text, index, count, page.rotation });
+            },
+            [](const QString &sha256) { send(ReaderProtocol::message(Kind::hash, sha256)); });
+        send(ReaderProtocol::message(Kind::done));
+    } catch (const OCR::Failure &failure) {
+        send(ReaderProtocol::message(Kind::failed, failure.message));
+    } catch (const std::bad_alloc &) {
+        send(ReaderProtocol::message(Kind::failed, ReaderProtocol::tooLarge));
+        // What was half built may be lost for good: the next file gets a fresh reader.
+        ::_exit(0);
+    } catch (const std::exception &error) {
+        send(ReaderProtocol::message(Kind::failed, QString::fromUtf8(error.what())));
+    }
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    limitEngineThreads(argv);
+    // Ends with the thread that started it, should that go without closing the pipes.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    answers = ::dup(STDOUT_FILENO);
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+
+    QString languages = QStringLiteral("eng");
+    long memoryLimit = 0;
+    for (int index = 1; index + 1 < argc; index += 2) {
+        const QByteArray option = argv[index];
+        if (option == "--languages")
+            languages = QString::fromUtf8(argv[index + 1]);
+        else if (option == "--memory-limit")
+            memoryLimit = QByteArray(argv[index + 1]).toLong();
+    }
+    limitMemory(memoryLimit);
+
+    std::unique_ptr<TextRecognizer> recognizer;
+    try {
+        recognizer = std::make_unique<TextRecognizer>(languages);
+        TextQuality::useLanguages(languages);
+        warmUp(*recognizer);
+    } catch (const OCR::Failure &failure) {
+        send(ReaderProtocol::message(Kind::unavailable, failure.message));
+        ::_exit(0);
+    }
+    if (const std::optional<QString> problem = Confinement::apply()) {
+        send(ReaderProtocol::message(
+            Kind::unavailable, QStringLiteral("The PDF reader couldn't confine itself: ") + *problem));
+        ::_exit(0);
+    }
+    send(ReaderProtocol::message(Kind::ready));
+
+    ReaderProtocol::FrameReader frames;
+    try {
+        while (const std::optional<Message> message = request(frames)) {
+            if (message->kind == Kind::read)
+                read(*recognizer, message->text);
+        }
+    } catch (const ReaderProtocol::ProtocolError &) {
+    }
+    // Nothing to tidy up: the engine's memory goes with the process.
+    ::_exit(0);
+}

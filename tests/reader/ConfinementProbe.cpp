@@ -1,0 +1,53 @@
+// Confines itself as the reader does, then makes the one call named by its argument. Exit status 0: the
+// call was allowed (reading, a thread) or failed with EACCES (writing); 1: it behaved otherwise; 2:
+// the confinement couldn't be applied. A forbidden call ends the process by SIGSYS.
+#include "reader/Confinement.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/ptrace.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+int main(int argc, char *argv[])
+{
+    if (argc < 2)
+        return 1;
+    const char *call = argv[1];
+    const char *path = argc > 2 ? argv[2] : "/etc/hostname";
+    if (const std::optional<QString> problem = Confinement::apply()) {
+        std::fprintf(stderr, "%s\n", problem->toLocal8Bit().constData());
+        return 2;
+    }
+    if (std::strcmp(call, "read") == 0) {
+        const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+        char byte = 0;
+        bool read = file >= 0 && ::read(file, &byte, 1) >= 0;
+        std::thread([&] { read = read && ::close(file) == 0; }).join();
+        return read ? 0 : 1;
+    }
+    if (std::strcmp(call, "write") == 0) {
+        // An existing file, for writing or for both; a new one, even read-only.
+        const std::string fresh = std::string(path) + ".new";
+        for (const auto &[file, flags] : { std::pair { path, O_WRONLY | O_TRUNC }, std::pair { path, O_RDWR },
+                 std::pair { fresh.c_str(), O_RDONLY | O_CREAT } }) {
+            errno = 0;
+            if (::open(file, flags, 0600) >= 0 || errno != EACCES)
+                return 1;
+        }
+        return 0;
+    }
+    if (std::strcmp(call, "socket") == 0)
+        ::socket(AF_INET, SOCK_STREAM, 0);
+    else if (std::strcmp(call, "exec") == 0)
+        ::execl("/bin/true", "true", nullptr);
+    else if (std::strcmp(call, "ptrace") == 0)
+        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    else if (std::strcmp(call, "fork") == 0)
+        ::fork();
+    return 1;
+}
