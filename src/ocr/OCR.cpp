@@ -11,6 +11,7 @@
 #include <poppler/qt6/poppler-qt6.h>
 
 #include <cmath>
+#include <new>
 
 namespace OCR {
 namespace {
@@ -53,10 +54,13 @@ std::optional<QImage> render(const Poppler::Page &page)
         return std::nullopt;
     const double resolution = pointsPerInch * scale;
     QImage image = page.renderToImage(resolution, resolution, 0, 0, int(pixelWidth), int(pixelHeight));
+    // A page of this size renders unless memory runs out; reading it as blank would lose its text.
     if (image.isNull())
-        return std::nullopt;
+        throw std::bad_alloc();
     // The recogniser works on grey levels; converting here keeps a single page-sized bitmap alive.
     image = image.convertToFormat(QImage::Format_Grayscale8);
+    if (image.isNull())
+        throw std::bad_alloc();
     const int dotsPerMeter = qRound(resolution / 0.0254);
     image.setDotsPerMeterX(dotsPerMeter);
     image.setDotsPerMeterY(dotsPerMeter);

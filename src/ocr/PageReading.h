@@ -15,7 +15,8 @@ class Page;
 namespace OCR {
 
 // The page as a viewer shows it (crop box, turned by its /Rotate) on white, its long side 3300 pixels
-// but never more than 4 pixels per point, in grey levels; absent when the page has no area.
+// but never more than 4 pixels per point, in grey levels; absent when the page has no area. Throws
+// std::bad_alloc when memory runs out.
 std::optional<QImage> render(const Poppler::Page &page);
 
 // The page's text and rotation from its bitmap: recognised upright or turned, then laid out.

@@ -15,9 +15,14 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <mutex>
 #include <new>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -26,6 +31,72 @@ using ReaderProtocol::Kind;
 using ReaderProtocol::Message;
 
 int answers = -1;
+
+// Poppler says "Out of memory" on standard error and carries on without the picture it couldn't make
+// room for, and Qt gives a null image with a warning: either way the page would read as blank. So
+// standard error passes through a pipe, watched for those words, on to where it went before.
+class OutOfMemoryWatch {
+public:
+    void start()
+    {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0)
+            return;
+        passOn_ = ::dup(STDERR_FILENO);
+        watched_ = ends[0];
+        ::fcntl(watched_, F_SETFL, O_NONBLOCK);
+        ::dup2(ends[1], STDERR_FILENO);
+        ::dup2(ends[1], STDOUT_FILENO);
+        ::close(ends[1]);
+        std::thread([this] {
+            for (;;) {
+                pollfd readable { watched_, POLLIN, 0 };
+                if (::poll(&readable, 1, -1) < 0 && errno != EINTR)
+                    return;
+                std::lock_guard lock(mutex_);
+                drain();
+            }
+        }).detach();
+    }
+
+    // Whether memory ran out in what was written so far.
+    bool seen()
+    {
+        std::lock_guard lock(mutex_);
+        drain();
+        return seen_;
+    }
+
+private:
+    void drain()
+    {
+        if (watched_ < 0)
+            return;
+        char buffer[4096];
+        ssize_t count = 0;
+        while ((count = ::read(watched_, buffer, sizeof buffer)) > 0) {
+            [[maybe_unused]] const ssize_t written = ::write(passOn_, buffer, std::size_t(count));
+            // The end of the last piece too, for words cut in two.
+            recent_.append(buffer, count);
+            recent_ = recent_.right(1024);
+            if (recent_.toLower().contains("out of memory"))
+                seen_ = true;
+        }
+    }
+
+    int watched_ = -1;
+    int passOn_ = STDERR_FILENO;
+    std::mutex mutex_;
+    QByteArray recent_;
+    bool seen_ = false;
+};
+
+OutOfMemoryWatch outOfMemory;
+
+void printMessage(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
+}
 
 void send(const Message &message)
 {
@@ -61,11 +132,11 @@ std::optional<Message> request(ReaderProtocol::FrameReader &frames)
 // reading needs later (fonts and their configuration, the dictionaries, the engine's own tables).
 QByteArray warmUpPdf()
 {
-    const QByteArray content = "BT /F1 48 Tf 72 600 Td (Reading starts here) Tj ET";
+    const QByteArray content = "BT /F1 24 Tf 12 24 Td (Reading starts here) Tj ET";
     const QList<QByteArray> objects {
         "<< /Type /Catalog /Pages 2 0 R >>",
         "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 4 0 R /Resources << /Font << /F1 5 0 R >> "
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 240 72] /Contents 4 0 R /Resources << /Font << /F1 5 0 R >> "
         ">> >>",
         "<< /Length " + QByteArray::number(content.size()) + " >>\nstream\n" + content + "\nendstream",
         "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
@@ -121,6 +192,8 @@ void read(TextRecognizer &recognizer, const QString &path)
         OCR::recognize(
             path, recognizer, {},
             [](int index, int count, const OCR::Page &page) {
+                if (outOfMemory.seen())
+                    throw std::bad_alloc();
                 send({ Kind::page, page.text, index, count, page.rotation });
             },
             [](const QString &sha256) { send(ReaderProtocol::message(Kind::hash, sha256)); });
@@ -143,8 +216,9 @@ int main(int argc, char *argv[])
     limitEngineThreads(argv);
     // Ends with the thread that started it, should that go without closing the pipes.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // What the libraries print never mixes with the answers.
     answers = ::dup(STDOUT_FILENO);
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    outOfMemory.start();
 
     QString languages = QStringLiteral("eng");
     long memoryLimit = 0;
@@ -156,6 +230,8 @@ int main(int argc, char *argv[])
             memoryLimit = QByteArray(argv[index + 1]).toLong();
     }
     limitMemory(memoryLimit);
+    // Qt's warnings go to standard error, where the watch sees them, rather than to the journal.
+    qInstallMessageHandler(printMessage);
 
     std::unique_ptr<TextRecognizer> recognizer;
     try {

@@ -147,6 +147,29 @@ TEST_F(ProcessCommand, twoProcessesOnOneFolderShareTheCatalogue)
     EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM pages")), QStringLiteral("12"));
 }
 
+TEST_F(ProcessCommand, badFilesFailWithTheirReasonsAndEveryOtherScanIsRead)
+{
+    writeFile(QDir(folder.path()).filePath(QStringLiteral("fields.pdf")), doublingFormFieldPdf(40));
+    writeFile(QDir(folder.path()).filePath(QStringLiteral("download.pdf")), "<html>Not found</html>");
+    writeFile(QDir(folder.path()).filePath(QStringLiteral("locked.pdf")),
+        scanPdf({ ScanPage {} }, PdfPasswords { "user", "owner" }));
+    {
+        QSettings settings(config.path() + QStringLiteral("/Vellumark/Vellumark.conf"), QSettings::IniFormat);
+        settings.setValue(QStringLiteral("ReadTimeoutSeconds"), 5);
+    }
+    QProcess process;
+    start(process);
+    ASSERT_TRUE(process.waitForFinished(180'000));
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    EXPECT_EQ(query(QStringLiteral("PRAGMA integrity_check")), QStringLiteral("ok"));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done' AND page_count = 2")),
+        QStringLiteral("6"));
+    EXPECT_EQ(query(QStringLiteral("SELECT group_concat(path || ': ' || error, '; ') FROM (SELECT path, error FROM "
+                                   "documents WHERE ocr_status = 'failed' ORDER BY path)")),
+        QStringLiteral("download.pdf: Not a readable PDF; fields.pdf: PDF took too long to read; locked.pdf: PDF is "
+                       "password protected"));
+}
+
 TEST_F(ProcessCommand, watchingStopsCleanlyOnSigterm)
 {
     QProcess process;

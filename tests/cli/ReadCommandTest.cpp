@@ -81,6 +81,12 @@ TEST_F(ReadCommand, failuresGoToStandardErrorWithStatusOne)
     EXPECT_EQ(locked.exitCode, 1);
     EXPECT_EQ(locked.err, QStringLiteral("PDF is password protected\n"));
 
+    // Opening this file never ends; the reader is given a second.
+    const CliRun hanging = read({ file(doublingFormFieldPdf(40)), QStringLiteral("--timeout"), QStringLiteral("1") });
+    EXPECT_EQ(hanging.exitCode, 1);
+    EXPECT_EQ(hanging.err, QStringLiteral("PDF took too long to read\n"));
+    EXPECT_EQ(read({ file(pdfWithoutPages()), QStringLiteral("--timeout"), QStringLiteral("0") }).exitCode, 1);
+
     const CliRun missingLanguage
         = read({ file(scanPdf({ ScanPage {} })), QStringLiteral("--languages"), QStringLiteral("eng+qqq") });
     EXPECT_EQ(missingLanguage.exitCode, 1);

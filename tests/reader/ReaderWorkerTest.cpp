@@ -183,4 +183,17 @@ TEST_F(ReaderWorkerTest, aReaderThatCannotStartBlamesNoFile)
     }
 }
 
+#ifndef VELLUMARK_NO_MEMORY_LIMIT
+TEST_F(ReaderWorkerTest, aFileThatNeedsMoreMemoryThanTheLimitFails)
+{
+    // Enough to start, not enough for a page: the picture or the bitmap can't be made.
+    const QString page = file(QStringLiteral("page.pdf"), scanPdf({ paper(letter) }));
+    ReaderWorker worker({ QStringLiteral("eng"), 120s, 50 });
+    const QString message = outcome(worker, page);
+    EXPECT_TRUE(message == ReaderProtocol::tooLarge || message == ReaderWorker::stoppedTheReader)
+        << message.toStdString();
+    EXPECT_EQ(worker.processId(), 0);
+}
+#endif
+
 } // namespace

@@ -1,0 +1,123 @@
+// The cost of reading through the reader process: seconds per page for the same scans read in this
+// process and through `vellumark-reader`, the reader's start-up time, and its memory after reading.
+#include "library/ReaderWorker.h"
+#include "ocr/EngineThreads.h"
+#include "ocr/OCR.h"
+#include "ocr/TextRecognizer.h"
+#include "support/ScanPdf.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <cstdio>
+
+namespace {
+
+const QStringList prose {
+    QStringLiteral("Thank you for your letter of the twelfth, which reached our office on Monday."),
+    QStringLiteral("We have reviewed the account statement you enclosed and the payments listed"),
+    QStringLiteral("for the months of January, February and March. The amount shown as overdue"),
+    QStringLiteral("was received by our bank on the third of April and has now been credited to"),
+    QStringLiteral("your customer account. No further action is required on your part, and any"),
+    QStringLiteral("reminder you may receive in the coming days can safely be ignored. Should you"),
+};
+
+ScanPage letter(int lines, int turned = 0)
+{
+    ScanPage page;
+    page.fontSize = 11;
+    page.turned = turned;
+    for (int line = 0; line < lines; ++line)
+        page.lines << prose[line % prose.size()];
+    return page;
+}
+
+double seconds(const QElapsedTimer &timer)
+{
+    return double(timer.nsecsElapsed()) / 1e9;
+}
+
+// A line of /proc/PID/status, such as "VmHWM:  151234 kB", as its number of kilobytes.
+long statusKilobytes(pid_t pid, const char *key)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith(key))
+            return line.mid(qsizetype(std::strlen(key))).trimmed().split(' ').first().toLong();
+    }
+    return -1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    limitEngineThreads(argv);
+    QCoreApplication app(argc, argv);
+    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+
+    QTemporaryDir folder;
+    // A dense letter, a short one that lay upside down (four passes), and a blank page.
+    const QString scans = folder.filePath(QStringLiteral("scans.pdf"));
+    writeFile(scans, scanPdf({ letter(40), letter(8, 180), ScanPage {} }));
+    const QString notPdf = folder.filePath(QStringLiteral("not.pdf"));
+    writeFile(notPdf, "not a PDF");
+
+    TextRecognizer recognizer(QStringLiteral("eng"));
+    ReaderWorker worker({});
+    OCR::recognize(scans, recognizer); // both sides warmed up once
+    worker.recognize(scans);
+
+    double inProcess = 0;
+    double throughReader = 0;
+    int pages = 0;
+    for (int round = 0; round < rounds; ++round) {
+        QElapsedTimer timer;
+        timer.start();
+        const OCR::Result direct = OCR::recognize(scans, recognizer);
+        inProcess += seconds(timer);
+        timer.start();
+        const OCR::Result through = worker.recognize(scans);
+        throughReader += seconds(timer);
+        pages += int(direct.pages.size());
+        if (through.pages != direct.pages)
+            std::fprintf(stderr, "the reader read something else\n");
+    }
+    const pid_t reader = worker.processId();
+    const long residentPeak = statusKilobytes(reader, "VmHWM:");
+    const long data = statusKilobytes(reader, "VmData:");
+    const long virtualPeak = statusKilobytes(reader, "VmPeak:");
+
+    // Start-up: a fresh reader answering a file that fails at once, less what an old one takes for it.
+    constexpr int starts = 5;
+    QElapsedTimer timer;
+    timer.start();
+    for (int start = 0; start < starts; ++start) {
+        try {
+            ReaderWorker({}).recognize(notPdf);
+        } catch (const OCR::Failure &) {
+        }
+    }
+    const double fresh = seconds(timer) / starts;
+    timer.start();
+    for (int again = 0; again < starts; ++again) {
+        try {
+            worker.recognize(notPdf);
+        } catch (const OCR::Failure &) {
+        }
+    }
+    const double warm = seconds(timer) / starts;
+
+    std::printf("%d rounds of %d pages\n", rounds, pages / rounds);
+    std::printf("in process:     %.3f s/page\n", inProcess / pages);
+    std::printf("through reader: %.3f s/page (%+.2f %%)\n", throughReader / pages,
+        100.0 * (throughReader - inProcess) / inProcess);
+    std::printf("reader start-up: %.3f s (a request to a running reader: %.4f s)\n", fresh - warm, warm);
+    std::printf("reader memory after reading: peak resident %ld MB, data %ld MB, peak virtual %ld MB\n",
+        residentPeak / 1024, data / 1024, virtualPeak / 1024);
+    return 0;
+}
