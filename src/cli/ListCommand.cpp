@@ -27,34 +27,6 @@ template <typename T> QJsonValue optionalValue(const std::optional<T> &value)
         return QJsonValue(*value);
 }
 
-QJsonObject toJson(const ScanDocument &document)
-{
-    QJsonArray rotations;
-    for (const int rotation : document.pageRotations)
-        rotations.append(rotation);
-    return QJsonObject {
-        { QStringLiteral("id"), qint64(document.id) },
-        { QStringLiteral("path"), document.path },
-        { QStringLiteral("fileSize"), qint64(document.fileSize) },
-        { QStringLiteral("fileModified"), document.fileModified.toString(Qt::ISODateWithMs) },
-        { QStringLiteral("pageCount"), optionalValue(document.pageCount) },
-        { QStringLiteral("missing"), document.missing },
-        { QStringLiteral("ocrStatus"), rawValue(document.ocrStatus) },
-        { QStringLiteral("extractStatus"), rawValue(document.extractStatus) },
-        { QStringLiteral("error"), optionalValue(document.error) },
-        { QStringLiteral("organizationID"), optionalValue(document.organizationID) },
-        { QStringLiteral("organizationName"), optionalValue(document.organizationName) },
-        { QStringLiteral("date"), optionalValue(document.date) },
-        { QStringLiteral("modelOrganization"), optionalValue(document.modelOrganization) },
-        { QStringLiteral("addedAt"), document.addedAt.toString(Qt::ISODateWithMs) },
-        { QStringLiteral("extractLog"), optionalValue(document.extractLog) },
-        { QStringLiteral("similarID"), optionalValue(document.similarID) },
-        { QStringLiteral("similarPath"), optionalValue(document.similarPath) },
-        { QStringLiteral("kind"), optionalValue(document.kind) },
-        { QStringLiteral("pageRotations"), rotations },
-    };
-}
-
 QString field(const std::optional<QString> &value)
 {
     return value && !value->isEmpty() ? *value : QStringLiteral("-");
@@ -65,7 +37,7 @@ void print(const std::vector<ScanDocument> &documents, bool json)
     if (json) {
         QJsonArray array;
         for (const ScanDocument &document : documents)
-            array.append(toJson(document));
+            array.append(documentJson(document));
         printOut(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)) + QLatin1Char('\n'));
         return;
     }
@@ -118,6 +90,34 @@ int listWithSearch(const QString &folder, const std::optional<SidebarItem> &view
 }
 
 } // namespace
+
+QJsonObject documentJson(const ScanDocument &document)
+{
+    QJsonArray rotations;
+    for (const int rotation : document.pageRotations)
+        rotations.append(rotation);
+    return QJsonObject {
+        { QStringLiteral("id"), qint64(document.id) },
+        { QStringLiteral("path"), document.path },
+        { QStringLiteral("fileSize"), qint64(document.fileSize) },
+        { QStringLiteral("fileModified"), document.fileModified.toString(Qt::ISODateWithMs) },
+        { QStringLiteral("pageCount"), optionalValue(document.pageCount) },
+        { QStringLiteral("missing"), document.missing },
+        { QStringLiteral("ocrStatus"), rawValue(document.ocrStatus) },
+        { QStringLiteral("extractStatus"), rawValue(document.extractStatus) },
+        { QStringLiteral("error"), optionalValue(document.error) },
+        { QStringLiteral("organizationID"), optionalValue(document.organizationID) },
+        { QStringLiteral("organizationName"), optionalValue(document.organizationName) },
+        { QStringLiteral("date"), optionalValue(document.date) },
+        { QStringLiteral("modelOrganization"), optionalValue(document.modelOrganization) },
+        { QStringLiteral("addedAt"), document.addedAt.toString(Qt::ISODateWithMs) },
+        { QStringLiteral("extractLog"), optionalValue(document.extractLog) },
+        { QStringLiteral("similarID"), optionalValue(document.similarID) },
+        { QStringLiteral("similarPath"), optionalValue(document.similarPath) },
+        { QStringLiteral("kind"), optionalValue(document.kind) },
+        { QStringLiteral("pageRotations"), rotations },
+    };
+}
 
 QString statusText(const ScanDocument &document)
 {

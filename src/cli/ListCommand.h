@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QStringList>
 
 struct ScanDocument;
@@ -10,6 +11,9 @@ int runListCommand(const QStringList &arguments);
 
 // `vellumark-cli search FOLDER WORDS… [--json]`: the same listing for a search.
 int runSearchCommand(const QStringList &arguments);
+
+// The scan's fields under their ScanDocument names.
+QJsonObject documentJson(const ScanDocument &document);
 
 // What the status column says about a scan when nothing is being worked on.
 QString statusText(const ScanDocument &document);

@@ -1,6 +1,8 @@
 #include "cli/ProcessCommand.h"
 
 #include "cli/CliOutput.h"
+#include "extract/model/ModelServerClient.h"
+#include "extract/model/ModelSettings.h"
 #include "library/Library.h"
 
 #include <QCommandLineParser>
@@ -44,6 +46,7 @@ public:
             pageCount_ = 0;
             draw();
         });
+        connect(&library, &Library::currentExtractionChanged, this, &Progress::draw);
     }
 
     void setTotal(int total) { total_ = total; }
@@ -62,6 +65,12 @@ public:
         if (failed_ > 0)
             summary += QStringLiteral("; %1 could not be read").arg(failed_);
         printErr(summary + QStringLiteral(".\n"));
+        if (filed_ > 0 || requests_ > 0 || gaveUp_ > 0) {
+            QString filing = QStringLiteral("Filed %1 scans with %2 model requests").arg(filed_).arg(requests_);
+            if (gaveUp_ > 0)
+                filing += QStringLiteral("; gave up on %1").arg(gaveUp_);
+            printErr(filing + QStringLiteral(".\n"));
+        }
     }
 
     int failed() const { return failed_; }
@@ -69,11 +78,21 @@ public:
 private:
     void entry(const ActivityEntry &entry)
     {
+        if (entry.kind == ActivityEntry::Kind::model) {
+            // Requests show in the progress line; their transcripts are kept with each scan.
+            ++requests_;
+            draw();
+            return;
+        }
         if (entry.kind == ActivityEntry::Kind::ocr) {
             if (entry.failed())
                 ++failed_;
             else
                 ++read_;
+        } else if (entry.title == QLatin1String("Filed")) {
+            ++filed_;
+        } else if (entry.title == QLatin1String("Gave up")) {
+            ++gaveUp_;
         }
         clearLine();
         printErr(entry.line() + QLatin1Char('\n'));
@@ -82,18 +101,25 @@ private:
 
     void draw()
     {
-        if (!terminal_ || !library_.currentOCR())
+        if (!terminal_ || (!library_.currentOCR() && !library_.currentExtraction()))
             return;
         const double minutes = clock_.nsecsElapsed() / 60e9;
-        QString line = QStringLiteral("[%1/%2] %3")
-                           .arg(read_ + failed_ + 1)
-                           .arg(std::max(total_, read_ + failed_ + 1))
-                           .arg(*library_.currentOCR());
-        if (pageCount_ > 0)
-            line += QStringLiteral("  page %1 of %2").arg(page_).arg(pageCount_);
-        if (pages_ > 0 && minutes > 0)
-            line += QStringLiteral("  %1 pages/min").arg(pages_ / minutes, 0, 'f', 1);
-        printErr(QStringLiteral("\r\033[K") + line);
+        QStringList parts;
+        if (const std::optional<QString> reading = library_.currentOCR()) {
+            QString part = QStringLiteral("[%1/%2] %3")
+                               .arg(read_ + failed_ + 1)
+                               .arg(std::max(total_, read_ + failed_ + 1))
+                               .arg(*reading);
+            if (pageCount_ > 0)
+                part += QStringLiteral("  page %1 of %2").arg(page_).arg(pageCount_);
+            if (pages_ > 0 && minutes > 0)
+                part += QStringLiteral("  %1 pages/min").arg(pages_ / minutes, 0, 'f', 1);
+            parts << part;
+        }
+        if (const std::optional<QString> filing = library_.currentExtraction())
+            parts << QStringLiteral("filing ") + *filing;
+        parts << QStringLiteral("%1 filed, %2 requests").arg(filed_).arg(requests_);
+        printErr(QStringLiteral("\r\033[K") + parts.join(QStringLiteral("  |  ")));
         drawn_ = true;
     }
 
@@ -111,6 +137,9 @@ private:
     int total_ = 0;
     int read_ = 0;
     int failed_ = 0;
+    int filed_ = 0;
+    int gaveUp_ = 0;
+    int requests_ = 0;
     int pages_ = 0;
     int page_ = 0;
     int pageCount_ = 0;
@@ -121,22 +150,32 @@ private:
 int runProcessCommand(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Brings a scans folder's catalogue up to date and reads every "
-                                                    "scan waiting for its text."));
+    parser.setApplicationDescription(QStringLiteral("Brings a scans folder's catalogue up to date, reads every "
+                                                    "scan waiting for its text and files it with the local model."));
     parser.addPositionalArgument(QStringLiteral("FOLDER"), QStringLiteral("The scans folder."));
     const QCommandLineOption watch(
         QStringLiteral("watch"), QStringLiteral("Keep following the folder until interrupted."));
     const QCommandLineOption ignorePause(
         QStringLiteral("ignore-pause"), QStringLiteral("Work even if work is paused, for this run only."));
-    parser.addOptions({ watch, ignorePause });
+    const QCommandLineOption noModel(
+        QStringLiteral("no-model"), QStringLiteral("Only read the text; file nothing with the model."));
+    const QCommandLineOption server(QStringLiteral("model-server"),
+        QStringLiteral("The model server for this run (default: the ModelServer setting)."), QStringLiteral("URL"));
+    const QCommandLineOption model(QStringLiteral("model"),
+        QStringLiteral("The model for this run (default: the ModelName setting)."), QStringLiteral("NAME"));
+    parser.addOptions({ watch, ignorePause, noModel, server, model });
     if (!parser.parse(arguments)) {
         printErr(parser.errorText() + QLatin1Char('\n'));
         return ExitStatus::usage;
     }
     if (parser.positionalArguments().size() != 1) {
-        printErr(QStringLiteral("Usage: vellumark-cli process FOLDER [--watch] [--ignore-pause]\n"));
+        printErr(QStringLiteral("Usage: vellumark-cli process FOLDER [--watch] [--ignore-pause] [--no-model] "
+                                "[--model-server URL] [--model NAME]\n"));
         return ExitStatus::usage;
     }
+    const auto option = [&](const QCommandLineOption &given) {
+        return parser.isSet(given) ? std::optional(parser.value(given)) : std::nullopt;
+    };
 
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
         return ExitStatus::failed;
@@ -147,12 +186,24 @@ int runProcessCommand(const QStringList &arguments)
     Library library;
     if (parser.isSet(ignorePause))
         library.ignorePauseThisSession();
+    library.setExtractionEnabled(!parser.isSet(noModel));
+    if (parser.isSet(server) || parser.isSet(model)) {
+        library.setLanguageModel(Extractor::ModelSettings::load().overridden(option(server), option(model)).client());
+    }
     Progress progress(library, isatty(STDERR_FILENO));
     int status = ExitStatus::success;
     bool synced = false;
     const auto finishIfDone = [&] {
-        if (!synced || library.isReading() || parser.isSet(watch))
+        if (!synced || library.isReading() || library.isExtracting() || parser.isSet(watch))
             return;
+        const std::optional<QString> problem = library.modelProblem();
+        if (problem && library.pendingExtraction() > 0 && !library.paused() && !parser.isSet(noModel)) {
+            // The text is read; the scans wait for a model that can be used.
+            printErr(QStringLiteral("%1 scans wait for the local model: ").arg(library.pendingExtraction()) + *problem
+                + QLatin1Char('\n'));
+            QCoreApplication::exit(ExitStatus::modelUnavailable);
+            return;
+        }
         QCoreApplication::exit(status);
     };
     QObject::connect(&interrupted, &QSocketNotifier::activated, [&] {
@@ -172,6 +223,7 @@ int runProcessCommand(const QStringList &arguments)
         finishIfDone();
     });
     QObject::connect(&library, &Library::readingChanged, finishIfDone);
+    QObject::connect(&library, &Library::extractingChanged, finishIfDone);
     QObject::connect(&library, &Library::ocrProblemChanged, [&] {
         if (const std::optional<QString> problem = library.ocrProblem()) {
             printErr(*problem + QLatin1Char('\n'));

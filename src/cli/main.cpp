@@ -5,6 +5,7 @@
 #include "cli/OrganizationCommands.h"
 #include "cli/ProcessCommand.h"
 #include "cli/ReadCommand.h"
+#include "cli/ShowCommand.h"
 #include "cli/StatusCommand.h"
 #include "ocr/EngineThreads.h"
 
@@ -22,9 +23,12 @@ const QString usage = QStringLiteral(
     "  model [--model-server URL] [--model NAME] [--json]\n"
     "                           Whether the local model can be used (status 3 when not), its server,\n"
     "                           model and context size.\n"
-    "  process FOLDER [--watch] [--ignore-pause]\n"
-    "                           Bring the catalogue up to date with the folder and read every scan that\n"
-    "                           waits for its text; with --watch, keep following the folder until Ctrl+C.\n"
+    "  process FOLDER [--watch] [--ignore-pause] [--no-model] [--model-server URL] [--model NAME]\n"
+    "                           Bring the catalogue up to date with the folder, read every scan that waits\n"
+    "                           for its text and file it with the local model (status 3 when the model\n"
+    "                           can't be used); with --watch, keep following the folder until Ctrl+C.\n"
+    "  show FOLDER PATH-OR-ID [--json] [--transcript]\n"
+    "                           One scan's facts and log; --transcript adds every request to the model.\n"
     "  read FILE.pdf [--json] [--languages LANGS] [--timeout SECONDS]\n"
     "                           Read a scanned PDF as the catalogue would: each page's rotation and text,\n"
     "                           then the file's SHA-256. Fails with status 1 on a file that can't be read.\n"
@@ -55,7 +59,7 @@ const QString usage = QStringLiteral(
     "\n"
     "Exit status: 0 on success; 1 on a usage error, an unknown scan or organization, a name, type or date\n"
     "that is not valid (then nothing is changed), or work that failed; 2 when the folder's catalogue can't be\n"
-    "opened; 3 when the local model is unavailable (model); 130 when interrupted (process).\n");
+    "opened; 3 when the local model is unavailable (model, process); 130 when interrupted (process).\n");
 }
 
 int main(int argc, char *argv[])
@@ -88,6 +92,10 @@ int main(int argc, char *argv[])
     if (command == QLatin1String("process")) {
         arguments.removeAt(1);
         return runProcessCommand(arguments);
+    }
+    if (command == QLatin1String("show")) {
+        arguments.removeAt(1);
+        return runShowCommand(arguments);
     }
     if (command == QLatin1String("read")) {
         arguments.removeAt(1);

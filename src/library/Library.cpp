@@ -148,6 +148,11 @@ QCoro::Task<> Library::openInBackground(std::shared_ptr<Store> store)
 void Library::close()
 {
     stopWork();
+    if (modelWatchTask_) {
+        modelWatchTask_->request_stop();
+        modelWatchTask_.reset();
+    }
+    modelChecked_ = false;
     syncTimer_.stop();
     folderReturn_.stop();
     watcher_.reset();

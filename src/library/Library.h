@@ -1,6 +1,8 @@
 #pragma once
 
 #include "extract/ActivityLog.h"
+#include "extract/Extraction.h"
+#include "library/ModelGate.h"
 #include "library/SerialExecutor.h"
 #include "library/SidebarItem.h"
 #include "library/SortComparator.h"
@@ -25,6 +27,7 @@
 
 class FolderWatcher;
 class Recognition;
+class SerialExecutor;
 
 using DocumentIDSet = std::set<std::int64_t>;
 
@@ -65,6 +68,8 @@ public:
     ActivityLog &activity() { return *activity_; }
     // Whether the recognition loop runs.
     bool isReading() const { return ocrTask_.has_value(); }
+    // Whether the extraction loop runs, or is about to once the model has said whether it can be used.
+    bool isExtracting() const { return extractTask_.has_value() || checkingModel_; }
 
     // Reopens the remembered folder: the VellumarkFolder preference first, else the one last chosen.
     void restore();
@@ -151,6 +156,35 @@ public:
     // openError set, when the catalogue can't be opened.
     QCoro::Task<bool> openWithoutWork(QString folder);
 
+    // The model that files the scans. By default the one the settings name, made when first needed;
+    // a front end may give another (one run's server and model), tests a scripted one.
+    void setLanguageModel(std::shared_ptr<Extractor::LanguageModel> model);
+    // How long the extraction loop waits before asking a busy model again, and how often an
+    // unavailable model is asked whether it is back.
+    struct ModelTiming {
+        std::chrono::milliseconds retry = std::chrono::seconds(15);
+        std::chrono::milliseconds availabilityPoll = std::chrono::seconds(20);
+    };
+    void setModelTiming(ModelTiming timing) { modelTiming_ = timing; }
+    // Whether scans are filed at all; off, only their text is read.
+    void setExtractionEnabled(bool enabled) { extractionEnabled_ = enabled; }
+    // Has the scans still being worked on filed next, even while paused.
+    void extractNow(const DocumentIDSet &ids);
+    // What the model makes of one scan with the given instructions; nothing is stored.
+    struct Trial {
+        std::optional<Extractor::Output> output;
+        std::optional<Extractor::Trace> trace;
+        std::optional<QString> message;
+    };
+    QCoro::Task<Trial> tryExtraction(std::int64_t id, QString instructions);
+    // The scan's last stored transcript; absent when there is none or it can't be read.
+    QCoro::Task<std::optional<Extractor::Trace>> trace(std::int64_t id);
+    // How many scans the model filed (0 when no folder is open or the catalogue can't say).
+    QCoro::Task<int> modelExtractionCount();
+    // Shows the requests for one scan in the activity log as they start and end; callable from the
+    // model's thread, harmless once the library is gone.
+    Extractor::AttemptObserver activityObserver(const QString &file);
+
 Q_SIGNALS:
     void folderChanged();
     void openErrorChanged();
@@ -168,6 +202,7 @@ Q_SIGNALS:
     void requestedChanged();
     void lastFolderPathChanged();
     void readingChanged();
+    void extractingChanged();
     // The folder's files were compared with the catalogue (whether or not anything changed).
     void synced();
     // A page of the scan being read was done; `index` counts from 0.
@@ -199,6 +234,10 @@ private:
     void startWork();
     void stopWork();
     void startExtraction();
+    bool extractionWanted() const;
+    void applyAvailability(const Extractor::Availability &availability);
+    void setExtractTask(std::optional<std::stop_source> task);
+    std::shared_ptr<Extractor::LanguageModel> languageModel();
     bool hasRequested(const std::function<bool(const ScanDocument &)> &predicate) const;
 
     // The recognition loop.
@@ -216,6 +255,13 @@ private:
     void resetBrowsing();
     QCoro::Task<> edit(std::function<void(ScanStore &)> body);
     std::vector<QString> presentFiles(const DocumentIDSet &ids) const;
+
+    // The extraction loop and the watch on the model's availability.
+    QCoro::Task<> runExtraction(std::stop_token stop);
+    QCoro::Task<std::optional<ScanStore::ExtractionJob>> nextExtractionJob(std::shared_ptr<Store> store);
+    QCoro::Task<> checkModel(std::shared_ptr<Store> store);
+    QCoro::Task<> watchModelAvailability(std::stop_token stop);
+    void trimRequested();
 
     template <typename T> void assign(T &field, T value, void (Library::*changed)())
     {
@@ -254,6 +300,16 @@ private:
     // A running loop is represented by the source that stops it.
     std::optional<std::stop_source> ocrTask_;
     std::optional<std::stop_source> extractTask_;
+    std::optional<std::stop_source> modelWatchTask_;
+    // An availability check under way, and whether this folder's model was asked at all.
+    bool checkingModel_ = false;
+    bool modelChecked_ = false;
+    std::shared_ptr<Extractor::LanguageModel> model_;
+    // The model's calls block; they run here, one at a time.
+    std::unique_ptr<SerialExecutor> modelThread_;
+    ModelGate modelGate_;
+    ModelTiming modelTiming_;
+    bool extractionEnabled_ = true;
     int workGeneration_ = 0;
     QTimer syncTimer_;
     // While the open folder is gone (an unmounted disk, a folder moved away), looks for its return.

@@ -83,11 +83,6 @@ void Library::startWork()
     startExtraction();
 }
 
-void Library::startExtraction()
-{
-    // The model's loop joins here once scans can be filed; until then there is nothing to start.
-}
-
 void Library::stopWork()
 {
     ++workGeneration_;
@@ -97,7 +92,7 @@ void Library::stopWork()
     if (extractTask_)
         extractTask_->request_stop();
     ocrTask_.reset();
-    extractTask_.reset();
+    setExtractTask(std::nullopt);
     setCurrentOCR(std::nullopt);
     assign(currentExtraction_, std::optional<QString>(), &Library::currentExtractionChanged);
     assign(modelWaiting_, std::optional<QString>(), &Library::modelWaitingChanged);

@@ -2,9 +2,12 @@
 #include "store/ScanStore.h"
 #include "support/CatalogueFixtures.h"
 #include "support/ScanPdf.h"
+#include "support/StubModelServer.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -21,9 +24,15 @@ class ProcessCommand : public ::testing::Test {
 protected:
     void SetUp() override
     {
+        // A model server that files every page as a letter from the garden club.
+        server.serveOllama({ QStringLiteral("qwen2.5:3b") });
+        server.handle(QStringLiteral("POST"), QStringLiteral("/api/chat"), [](const StubRequest &) {
+            return StubModelServer::ollamaChat(QStringLiteral(
+                R"({"firstPage":true,"kind":"Letter","organization":"Garden Club","dateLabel":"","date":""})"));
+        });
         for (int index = 0; index < 6; ++index) {
             ScanPage page;
-            page.lines = { QStringLiteral("Letter number %1 about the garden").arg(index) };
+            page.lines = { QStringLiteral("Letter number %1 about the garden party next spring").arg(index) };
             writeFile(QDir(folder.path()).filePath(QStringLiteral("scan-%1.pdf").arg(index)), scanPdf({ page, page }));
         }
     }
@@ -36,12 +45,29 @@ protected:
         return environment;
     }
 
-    void start(QProcess &process, const QStringList &options = {})
+    void start(QProcess &process, const QStringList &options = {}, bool withModel = true)
     {
         process.setProcessEnvironment(environment());
-        process.start(
-            QStringLiteral(VELLUMARK_CLI), QStringList { QStringLiteral("process"), folder.path() } + options);
+        QStringList arguments { QStringLiteral("process"), folder.path() };
+        if (withModel)
+            arguments << QStringLiteral("--model-server") << server.url().toString();
+        process.start(QStringLiteral(VELLUMARK_CLI), arguments + options);
         ASSERT_TRUE(process.waitForStarted());
+    }
+
+    struct Run {
+        int exitCode = -1;
+        QString out;
+        QString err;
+    };
+    Run run(const QStringList &arguments) const
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment());
+        process.start(QStringLiteral(VELLUMARK_CLI), arguments);
+        process.waitForFinished(180'000);
+        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError()) };
     }
 
     // Absent while the catalogue doesn't exist yet or is still being made.
@@ -58,11 +84,12 @@ protected:
         }
     }
 
+    StubModelServer server;
     QTemporaryDir folder;
     QTemporaryDir config;
 };
 
-TEST_F(ProcessCommand, readsEveryScanThenSummarises)
+TEST_F(ProcessCommand, readsAndFilesEveryScanThenSummarises)
 {
     QProcess process;
     start(process);
@@ -72,7 +99,60 @@ TEST_F(ProcessCommand, readsEveryScanThenSummarises)
     EXPECT_EQ(err.count(QStringLiteral("  Text  scan-")), 6) << err.toStdString();
     EXPECT_TRUE(err.contains(QLatin1String("Read 2 pages, "))) << err.toStdString();
     EXPECT_TRUE(err.contains(QLatin1String("Read 6 of 6 scans (12 pages) in "))) << err.toStdString();
+    EXPECT_EQ(err.count(QStringLiteral("  Queue  scan-")), 6) << err.toStdString();
+    EXPECT_EQ(err.count(QStringLiteral("Filed: Garden Club, Letter, no date")), 6) << err.toStdString();
+    const qsizetype requests = qsizetype(server.requests(QStringLiteral("/api/chat")).size());
+    EXPECT_TRUE(err.contains(QStringLiteral("Filed 6 scans with %1 model requests.").arg(requests)))
+        << err.toStdString();
     EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done'")), QStringLiteral("6"));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents d JOIN organizations o ON o.id = "
+                                   "d.organization_id WHERE d.extract_status = 'done' AND o.name = 'Garden Club'")),
+        QStringLiteral("6"));
+
+    // Every request can be looked at afterwards.
+    const Run shown
+        = run({ QStringLiteral("show"), folder.path(), QStringLiteral("scan-3.pdf"), QStringLiteral("--transcript") });
+    EXPECT_EQ(shown.exitCode, 0) << shown.err.toStdString();
+    EXPECT_TRUE(shown.out.startsWith(QLatin1String("File: scan-3.pdf\n"))) << shown.out.toStdString();
+    EXPECT_TRUE(shown.out.contains(QLatin1String("\nStatus: Needs review\nOrganization: Garden Club\nType: Letter\n")))
+        << shown.out.toStdString();
+    EXPECT_TRUE(shown.out.contains(QLatin1String("\nTranscript:\n"))) << shown.out.toStdString();
+    EXPECT_TRUE(shown.out.contains(QLatin1String("Letter number 3 about the garden"))) << shown.out.toStdString();
+
+    const Run json
+        = run({ QStringLiteral("show"), folder.path(), QStringLiteral("scan-3.pdf"), QStringLiteral("--json") });
+    const QJsonObject object = QJsonDocument::fromJson(json.out.toUtf8()).object();
+    EXPECT_EQ(object.value(QStringLiteral("document")).toObject().value(QStringLiteral("organizationName")),
+        QStringLiteral("Garden Club"));
+    EXPECT_TRUE(object.value(QStringLiteral("transcript")).toObject().contains(QStringLiteral("attempts")))
+        << json.out.toStdString();
+
+    const Run unknown = run({ QStringLiteral("show"), folder.path(), QStringLiteral("nowhere.pdf") });
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_TRUE(unknown.err.startsWith(QStringLiteral("No scan \u201cnowhere.pdf\u201d in the catalogue")))
+        << unknown.err.toStdString();
+}
+
+TEST_F(ProcessCommand, withoutAModelTheTextIsReadAndTheScansWait)
+{
+    QProcess textOnly;
+    start(textOnly, { QStringLiteral("--no-model") }, false);
+    ASSERT_TRUE(textOnly.waitForFinished(180'000));
+    EXPECT_EQ(textOnly.exitCode(), 0);
+    EXPECT_FALSE(QString::fromUtf8(textOnly.readAllStandardError()).contains(QLatin1String("Local model")));
+    EXPECT_EQ(query(QStringLiteral("SELECT count(*) FROM documents WHERE ocr_status = 'done'")), QStringLiteral("6"));
+
+    // Nothing listens on port 9 of this machine.
+    const Run unreachable = run({ QStringLiteral("process"), folder.path(), QStringLiteral("--model-server"),
+        QStringLiteral("http://127.0.0.1:9") });
+    EXPECT_EQ(unreachable.exitCode, 3) << unreachable.err.toStdString();
+    EXPECT_TRUE(unreachable.err.contains(QLatin1String("  Queue  -  Local model unavailable: ")))
+        << unreachable.err.toStdString();
+    EXPECT_TRUE(unreachable.err.contains(QLatin1String("6 scans wait for the local model: ")))
+        << unreachable.err.toStdString();
+    EXPECT_EQ(
+        query(QStringLiteral("SELECT count(*) FROM documents WHERE extract_status = 'pending'")), QStringLiteral("6"));
+    EXPECT_TRUE(server.requests(QStringLiteral("/api/chat")).empty());
 }
 
 TEST_F(ProcessCommand, respectsThePausedPreferenceUnlessToldToIgnoreIt)

@@ -1,5 +1,4 @@
-#include "library/Library.h"
-
+#include "library/LibraryFixture.h"
 #include "support/CatalogueFixtures.h"
 #include "support/ScanPdf.h"
 
@@ -16,92 +15,6 @@
 #include <unistd.h>
 
 namespace {
-
-using namespace std::chrono_literals;
-
-// Runs the event loop until `done` holds, for at most a generous minute.
-bool waitUntil(const std::function<bool()> &done, std::chrono::milliseconds limit = 60s)
-{
-    QDeadlineTimer deadline(limit);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
-
-ScanPage blankPage()
-{
-    return ScanPage {};
-}
-
-ScanPage textPage(const QString &line)
-{
-    ScanPage page;
-    page.lines = { line };
-    return page;
-}
-
-class LibraryTest : public ::testing::Test {
-protected:
-    void SetUp() override { QSettings().clear(); }
-    void TearDown() override
-    {
-        library.reset();
-        // Let loops that were stopped wind down before the next test.
-        QCoreApplication::processEvents();
-        QSettings().clear();
-    }
-
-    QString scan(const QString &name, const QByteArray &bytes)
-    {
-        const QString path = QDir(folder.path()).filePath(name);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        writeFile(path, bytes);
-        return path;
-    }
-
-    Library &openLibrary()
-    {
-        library = std::make_unique<Library>();
-        bool synced = false;
-        // The connection ends with this call, before `synced` goes out of scope.
-        QObject scope;
-        QObject::connect(library.get(), &Library::synced, &scope, [&] { synced = true; });
-        library->open(folder.path(), false);
-        EXPECT_TRUE(waitUntil([&] { return synced; }));
-        return *library;
-    }
-
-    bool waitForIdle()
-    {
-        return waitUntil([&] { return !library->isReading(); });
-    }
-
-    const ScanDocument *document(const QString &path) const
-    {
-        for (const auto &[id, document] : library->documentsByID()) {
-            if (document.path == path)
-                return &document;
-        }
-        return nullptr;
-    }
-
-    std::vector<QString> activityTitles(ActivityEntry::Kind kind) const
-    {
-        std::vector<QString> titles;
-        for (const ActivityEntry &entry : library->activity().entries()) {
-            if (entry.kind == kind)
-                titles.push_back(entry.file.value_or(QString()) + QStringLiteral(": ") + entry.title
-                    + QStringLiteral(" / ") + entry.outcome);
-        }
-        return titles;
-    }
-
-    QTemporaryDir folder;
-    std::unique_ptr<Library> library;
-};
 
 TEST_F(LibraryTest, readsEveryPendingScanAndMarksFailuresWithTheirMessage)
 {
