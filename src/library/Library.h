@@ -260,6 +260,7 @@ private:
     QCoro::Task<> runExtraction(std::stop_token stop);
     QCoro::Task<std::optional<ScanStore::ExtractionJob>> nextExtractionJob(std::shared_ptr<Store> store);
     QCoro::Task<> checkModel(std::shared_ptr<Store> store);
+    void startModelWatch();
     QCoro::Task<> watchModelAvailability(std::stop_token stop);
     void trimRequested();
 

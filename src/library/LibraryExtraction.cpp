@@ -171,11 +171,7 @@ QCoro::Task<> Library::checkModel(std::shared_ptr<Store> store)
     applyAvailability(availability);
     if (modelProblem_) {
         Q_EMIT extractingChanged();
-        if (!modelWatchTask_) {
-            std::stop_source stop;
-            modelWatchTask_ = stop;
-            watchModelAvailability(stop.get_token());
-        }
+        startModelWatch();
         co_return;
     }
     if (!extractionWanted()) {
@@ -204,6 +200,15 @@ void Library::applyAvailability(const Availability &availability)
     else
         activity_->append(queueEntry(std::nullopt, QStringLiteral("Local model available")));
     assign(modelProblem_, problem, &Library::modelProblemChanged);
+}
+
+void Library::startModelWatch()
+{
+    if (modelWatchTask_)
+        return;
+    std::stop_source stop;
+    modelWatchTask_ = stop;
+    watchModelAvailability(stop.get_token());
 }
 
 QCoro::Task<> Library::watchModelAvailability(std::stop_token stop)
@@ -332,6 +337,22 @@ QCoro::Task<> Library::runExtraction(std::stop_token stop)
 
         if (retryMessage) {
             activity_->append(queueEntry(name, QStringLiteral("Model busy, retrying in 15 s"), *retryMessage));
+            // A server that stopped, or lost its model, is waited for like one that was never there,
+            // rather than asked about the scan again and again.
+            Availability availability { true, std::nullopt };
+            try {
+                availability = co_await modelThread_->run([model, stop] { return model->availability(stop); });
+            } catch (const std::exception &) {
+            }
+            if (!self || stop.stop_requested())
+                co_return;
+            if (!availability.available) {
+                applyAvailability(availability);
+                setCurrent(std::nullopt);
+                setWaiting(std::nullopt);
+                startModelWatch();
+                co_return;
+            }
             setWaiting(retryMessage);
             if (!co_await waitUnlessStopped(modelTiming_.retry, stop) || !self)
                 co_return;

@@ -170,31 +170,42 @@ TEST_F(ExtractionLoop, pausingWhileTheModelWorksLeavesTheScanPending)
     EXPECT_EQ(count(QStringLiteral("Filed")), 1u);
 }
 
-TEST_F(ExtractionLoop, aModelThatGoesAwayIsWatchedAndItsReturnResumesFiling)
+TEST_F(ExtractionLoop, aServerThatGoesAwayIsWatchedAndItsReturnResumesFiling)
 {
     scan(QStringLiteral("water.pdf"), scanPdf({ textPage(waterBill) }));
-    model->setRule(billsOnly);
-    model->setAvailability({ false, QStringLiteral("Choose a model server in Settings") });
+    const QString gone = QStringLiteral("The model server at 127.0.0.1:11434 isn't answering");
+    // The server stops while the first page is asked about.
+    model->setRule([model = model.get(), gone](
+                       const ScriptedModel::Call &call, const std::stop_token &stop) -> ScriptedModel::Reply {
+        if (model->calls().size() == 1) {
+            model->setAvailability({ false, gone });
+            return Script::error(Kind::assetsUnavailable, gone);
+        }
+        return billsOnly(call, stop);
+    });
     library = std::make_unique<Library>();
     library->setModelTiming({ 30ms, 30ms });
     library->setLanguageModel(model);
     library->open(folder.path(), false);
 
-    ASSERT_TRUE(waitUntil([&] { return library->pendingExtraction() == 1 && library->modelProblem(); }));
-    EXPECT_EQ(library->modelProblem(), QStringLiteral("Choose a model server in Settings"));
-    // Polled again and again, but the unchanged reason is logged once.
+    ASSERT_TRUE(waitUntil([&] { return library->modelProblem().has_value(); }));
+    EXPECT_EQ(library->modelProblem(), gone);
+    EXPECT_FALSE(library->isExtracting());
+    // Polled again and again while away, but neither asked about the scan nor logged again.
     waitUntil([] { return false; }, 200ms);
+    EXPECT_EQ(model->calls().size(), 1u);
+    EXPECT_EQ(document(QStringLiteral("water.pdf"))->extractStatus, ExtractStatus::pending);
     EXPECT_EQ(queueEntries(),
-        (std::vector<QString> { QStringLiteral(": Local model unavailable: Choose a model server in Settings / ") }));
-    EXPECT_TRUE(model->calls().empty());
+        (std::vector<QString> { QStringLiteral("water.pdf: Model busy, retrying in 15 s / ") + gone,
+            QStringLiteral(": Local model unavailable: ") + gone + QStringLiteral(" / ") }));
 
     model->setAvailability({ true, std::nullopt });
     ASSERT_TRUE(waitUntil([&] { return library->pendingExtraction() == 0 && !library->isExtracting(); }));
     EXPECT_EQ(library->modelProblem(), std::nullopt);
     const std::vector<QString> queue = queueEntries();
-    ASSERT_EQ(queue.size(), 3u);
-    EXPECT_EQ(queue[1], QStringLiteral(": Local model available / "));
-    EXPECT_EQ(queue[2], QStringLiteral("water.pdf: Filed / Acme Water, Utility bill, no date"));
+    ASSERT_EQ(queue.size(), 4u);
+    EXPECT_EQ(queue[2], QStringLiteral(": Local model available / "));
+    EXPECT_EQ(queue[3], QStringLiteral("water.pdf: Filed / Acme Water, Utility bill, no date"));
 }
 
 } // namespace
