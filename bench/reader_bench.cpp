@@ -76,13 +76,27 @@ int main(int argc, char *argv[])
     double throughReader = 0;
     int pages = 0;
     for (int round = 0; round < rounds; ++round) {
+        // Taking turns at going first, so that neither side always follows the other.
         QElapsedTimer timer;
-        timer.start();
-        const OCR::Result direct = OCR::recognize(scans, recognizer);
-        inProcess += seconds(timer);
-        timer.start();
-        const OCR::Result through = worker.recognize(scans);
-        throughReader += seconds(timer);
+        OCR::Result direct;
+        OCR::Result through;
+        const auto readDirectly = [&] {
+            timer.start();
+            direct = OCR::recognize(scans, recognizer);
+            inProcess += seconds(timer);
+        };
+        const auto readThroughReader = [&] {
+            timer.start();
+            through = worker.recognize(scans);
+            throughReader += seconds(timer);
+        };
+        if (round % 2 == 0) {
+            readDirectly();
+            readThroughReader();
+        } else {
+            readThroughReader();
+            readDirectly();
+        }
         pages += int(direct.pages.size());
         if (through.pages != direct.pages)
             std::fprintf(stderr, "the reader read something else\n");

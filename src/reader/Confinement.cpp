@@ -106,6 +106,9 @@ constexpr int refused[] = {
     SCMP_SYS(ftruncate),
     SCMP_SYS(utimensat),
     SCMP_SYS(fallocate),
+    SCMP_SYS(flock),
+    SCMP_SYS(fsync),
+    SCMP_SYS(fdatasync),
 };
 
 struct Filter {
