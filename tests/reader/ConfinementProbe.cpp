@@ -13,7 +13,9 @@
 #include <thread>
 #include <unistd.h>
 
-int main(int argc, char *argv[])
+namespace {
+
+int probe(int argc, char *argv[])
 {
     if (argc < 2)
         return 1;
@@ -50,4 +52,12 @@ int main(int argc, char *argv[])
     else if (std::strcmp(call, "fork") == 0)
         ::fork();
     return 1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // Straight out: a leak check at exit would trace the process, which the filter forbids.
+    ::_exit(probe(argc, argv));
 }
