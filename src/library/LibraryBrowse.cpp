@@ -45,14 +45,6 @@ bool shows(const std::optional<SidebarItem> &item, const ScanDocument &document)
     return false;
 }
 
-// A scan with its sort keys worked out once, so that sorting a large folder compares ready values.
-struct SortRow {
-    const ScanDocument *document = nullptr;
-    QString path;
-    std::vector<QString> texts;
-    std::vector<int> numbers;
-};
-
 bool isNumeric(SortComparator::Key key)
 {
     return key == SortComparator::Key::pages || key == SortComparator::Key::status;
@@ -115,7 +107,7 @@ std::vector<ScanDocument> Library::liveDocuments() const
 
 std::vector<ScanDocument> Library::visibleDocuments() const
 {
-    std::vector<SortRow> rows;
+    std::vector<const ScanDocument *> shown;
     for (const auto &[id, document] : documentsByID_) {
         if (!shows(sidebar_, document))
             continue;
@@ -125,41 +117,54 @@ std::vector<ScanDocument> Library::visibleDocuments() const
             continue;
         if (searchMatches_ && !searchMatches_->contains(id))
             continue;
-        SortRow row;
-        row.document = &document;
-        row.path = document.fileSortKey();
-        for (const SortComparator &comparator : sortOrder_) {
-            if (comparator.key == SortComparator::Key::file) {
-                row.texts.push_back(row.path);
-                row.numbers.push_back(0);
-            } else if (isNumeric(comparator.key)) {
-                row.texts.emplace_back();
-                row.numbers.push_back(
-                    comparator.key == SortComparator::Key::pages ? document.pagesSortKey() : document.statusSortKey());
-            } else {
-                row.texts.push_back(textKey(document, comparator.key));
-                row.numbers.push_back(0);
-            }
-        }
-        rows.push_back(std::move(row));
+        shown.push_back(&document);
     }
 
-    std::sort(rows.begin(), rows.end(), [](const SortRow &a, const SortRow &b) { return a.path < b.path; });
+    // Every sort key is worked out once per scan; the sorts then move row numbers only.
     const SortOrder &order = sortOrder_;
-    std::stable_sort(rows.begin(), rows.end(), [&order](const SortRow &a, const SortRow &b) {
-        for (std::size_t i = 0; i < order.size(); ++i) {
-            const int compared = isNumeric(order[i].key) ? (a.numbers[i] > b.numbers[i]) - (a.numbers[i] < b.numbers[i])
-                                                         : a.texts[i].compare(b.texts[i]);
+    const std::size_t keys = order.size();
+    std::vector<QString> paths(shown.size());
+    std::vector<QString> texts(shown.size() * keys);
+    std::vector<int> numbers(shown.size() * keys);
+    for (std::size_t row = 0; row < shown.size(); ++row) {
+        const ScanDocument &document = *shown[row];
+        paths[row] = document.fileSortKey();
+        for (std::size_t key = 0; key < keys; ++key) {
+            switch (order[key].key) {
+            case SortComparator::Key::file:
+                texts[row * keys + key] = paths[row];
+                break;
+            case SortComparator::Key::pages:
+                numbers[row * keys + key] = document.pagesSortKey();
+                break;
+            case SortComparator::Key::status:
+                numbers[row * keys + key] = document.statusSortKey();
+                break;
+            default:
+                texts[row * keys + key] = textKey(document, order[key].key);
+                break;
+            }
+        }
+    }
+    std::vector<std::uint32_t> rows(shown.size());
+    std::iota(rows.begin(), rows.end(), 0u);
+    std::sort(rows.begin(), rows.end(), [&paths](std::uint32_t a, std::uint32_t b) { return paths[a] < paths[b]; });
+    std::stable_sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
+        for (std::size_t key = 0; key < keys; ++key) {
+            const std::size_t x = a * keys + key;
+            const std::size_t y = b * keys + key;
+            const int compared = isNumeric(order[key].key) ? (numbers[x] > numbers[y]) - (numbers[x] < numbers[y])
+                                                           : texts[x].compare(texts[y]);
             if (compared != 0)
-                return order[i].ascending ? compared < 0 : compared > 0;
+                return order[key].ascending ? compared < 0 : compared > 0;
         }
         return false;
     });
 
     std::vector<ScanDocument> documents;
     documents.reserve(rows.size());
-    for (const SortRow &row : rows)
-        documents.push_back(*row.document);
+    for (const std::uint32_t row : rows)
+        documents.push_back(*shown[row]);
     return documents;
 }
 

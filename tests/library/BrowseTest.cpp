@@ -150,10 +150,13 @@ TEST_F(Browse, aStaleSearchNeverOverwritesANewerOne)
     QObject::connect(
         &library, &Library::searchMatchesChanged, &scope, [&] { published.push_back(library.searchMatches()); });
 
-    // Without a pause both queries reach the store; the first one's answer comes back first.
+    // Without a pause both queries reach the store, and the first one's answer comes back first. The
+    // catalogue is locked until both have started, so that the first can't be answered before that.
     library.setSearchDelay(std::chrono::milliseconds(0));
+    db->execute(QStringLiteral("BEGIN EXCLUSIVE"));
     library.setSearchText(QStringLiteral("alpha"));
     library.setSearchText(QStringLiteral("beta"));
+    db->execute(QStringLiteral("COMMIT"));
     ASSERT_TRUE(waitUntil([&] { return library.searchMatches().has_value(); }));
     QCoreApplication::processEvents();
     EXPECT_EQ(published, (std::vector<std::optional<DocumentIDSet>> { DocumentIDSet { beta } }));
