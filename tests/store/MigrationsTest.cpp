@@ -45,26 +45,6 @@ protected:
     QTemporaryDir dir;
 };
 
-TEST_F(MigrationsTest, newFolder_createsEveryTableAtCurrentVersion)
-{
-    ScanStore store(dir.path());
-    EXPECT_EQ(store.schemaVersion(), 4);
-    ASSERT_TRUE(QFile::exists(catalogue()));
-
-    Database db(catalogue());
-    for (const auto *name :
-        { "organizations", "organization_aliases", "documents", "pages", "settings", "documents_fts", "documents_org" })
-        EXPECT_TRUE(
-            scalar(db, QStringLiteral("SELECT name FROM sqlite_master WHERE name = '%1'").arg(QLatin1String(name))))
-            << name;
-    EXPECT_EQ(columns(db, QStringLiteral("documents_fts")),
-        (QStringList { QStringLiteral("name"), QStringLiteral("organization"), QStringLiteral("date"),
-            QStringLiteral("kind"), QStringLiteral("text") }));
-    const QStringList documentColumns = columns(db, QStringLiteral("documents"));
-    EXPECT_EQ(documentColumns.size(), 21);
-    EXPECT_EQ(documentColumns.last(), QStringLiteral("page_rotations"));
-}
-
 class OldCatalogueTest : public MigrationsTest, public ::testing::WithParamInterface<int> { };
 
 // A catalogue left by an older release, with scans, pages and an organization, is brought up to date
@@ -103,19 +83,11 @@ TEST_P(OldCatalogueTest, filledOldCatalogue_migratesWithDataAndIndex)
     EXPECT_EQ(ftsColumn(db, filed, QStringLiteral("name")), QStringLiteral("2024/bill.pdf"));
     EXPECT_EQ(ftsColumn(db, filed, QStringLiteral("organization")), QStringLiteral("Stadtwerke Zürich"));
     EXPECT_EQ(ftsColumn(db, filed, QStringLiteral("date")), QStringLiteral("2024-05-01"));
-    EXPECT_EQ(ftsColumn(db, filed, QStringLiteral("kind")), QString());
     EXPECT_EQ(ftsColumn(db, filed, QStringLiteral("text")), QStringLiteral("first page\nsecond page"));
-    EXPECT_EQ(ftsColumn(db, bare, QStringLiteral("organization")), QString());
     EXPECT_EQ(ftsColumn(db, bare, QStringLiteral("text")), QString());
     // Diacritics are folded by the tokenizer.
     EXPECT_EQ(ftsMatches(db, QStringLiteral("zurich")), std::vector<std::int64_t> { filed });
 
-    for (const auto *column : { "extract_trace", "doc_kind", "page_rotations" })
-        EXPECT_EQ(scalar(db,
-                      QStringLiteral("SELECT COUNT(*) FROM documents WHERE %1 IS NOT NULL").arg(QLatin1String(column))),
-            QStringLiteral("0"))
-            << column;
-    EXPECT_EQ(scalar(db, QStringLiteral("SELECT COUNT(*) FROM settings")), QStringLiteral("0"));
     if (version >= 2) {
         EXPECT_EQ(store.documents(DocumentIDs { filed }).at(0).extractLog, QStringLiteral("log"));
     }
@@ -170,16 +142,6 @@ TEST_F(MigrationsTest, fileThatIsNotADatabase_failsWithSqliteMessageAndStaysUnto
         EXPECT_EQ(error.message(), QStringLiteral("file is not a database"));
     }
     EXPECT_EQ(fileHash(catalogue()), before);
-}
-
-TEST_F(MigrationsTest, folderThatDoesNotExist_failsWithSqliteMessage)
-{
-    try {
-        ScanStore store(QDir(dir.path()).filePath(QStringLiteral("gone")));
-        FAIL() << "opened a catalogue in a folder that does not exist";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("unable to open database file"));
-    }
 }
 
 // A step that fails is rolled back on its own; the steps before it stay, and the next open resumes

@@ -5,9 +5,7 @@
 
 #include <QDate>
 #include <QLocale>
-#include <QRegularExpression>
 #include <QSet>
-#include <QTimeZone>
 
 #include <gtest/gtest.h>
 
@@ -22,8 +20,6 @@ static void PrintTo(const QString &text, std::ostream *out)
 }
 
 namespace {
-
-const QString afterEveryName = QString(QChar(0xFFFF));
 
 ScanDocument document(bool missing, OCRStatus ocr, ExtractStatus extract, bool hasOrganization, bool hasDate)
 {
@@ -75,10 +71,8 @@ TEST(ScanDocument, presentScanStates_giveProcessingReviewAndStatusSortKey)
     const Case cases[] = {
         { "new scan", O::pending, E::pending, false, false, true, false, 1 },
         { "text pending after an edit", O::pending, E::manual, false, false, true, false, 1 },
-        { "text pending, facts known", O::pending, E::done, true, true, true, false, 1 },
         { "text pending, extract failed", O::pending, E::failed, false, false, true, false, 0 },
         { "waiting for the model", O::done, E::pending, false, false, true, false, 1 },
-        { "waiting for the model, facts known", O::done, E::pending, true, true, true, false, 1 },
         { "filed by the model", O::done, E::done, true, true, false, false, 3 },
         { "model found no organization", O::done, E::done, false, true, false, true, 2 },
         { "model found no date", O::done, E::done, true, false, false, true, 2 },
@@ -86,7 +80,6 @@ TEST(ScanDocument, presentScanStates_giveProcessingReviewAndStatusSortKey)
         { "extract failed, facts known", O::done, E::failed, true, true, false, false, 0 },
         { "edited by hand", O::done, E::manual, true, true, false, false, 4 },
         { "edited by hand, no date", O::done, E::manual, true, false, false, true, 2 },
-        { "edited by hand, no organization", O::done, E::manual, false, true, false, true, 2 },
         { "text failed", O::failed, E::pending, false, false, false, false, 0 },
         { "text failed, facts known", O::failed, E::manual, true, true, false, false, 0 },
     };
@@ -101,41 +94,24 @@ TEST(ScanDocument, presentScanStates_giveProcessingReviewAndStatusSortKey)
 
 // ---- ScanDocument sort keys ----
 
-TEST(ScanDocument, organizationSortKey_lowerCasedAndAbsentSortsAfterEveryName)
-{
-    ScanDocument named;
-    named.organizationName = QStringLiteral("\u00c9lectricit\u00e9 de FRANCE");
-    EXPECT_EQ(named.organizationSortKey(), QStringLiteral("\u00e9lectricit\u00e9 de france"));
-
-    const ScanDocument unnamed;
-    EXPECT_EQ(unnamed.organizationSortKey(), afterEveryName);
-    EXPECT_EQ(unnamed.organizationSortKey().size(), 1);
-    for (const QString &name : { QStringLiteral("zzz"), QStringLiteral("\u00ff"), QStringLiteral("\u03c9mega"),
-             QStringLiteral("\u65e5\u672c\u9280\u884c"), QStringLiteral("\U0001F3E6 Bank") }) {
-        ScanDocument other;
-        other.organizationName = name;
-        EXPECT_LT(other.organizationSortKey(), unnamed.organizationSortKey()) << name.toStdString();
-    }
-}
-
-TEST(ScanDocument, otherSortKeys_useValueOrDefaultWhenAbsent)
+TEST(ScanDocument, sortKeys_foldCaseAndPutAbsentValuesLast)
 {
     ScanDocument doc;
-    doc.kind = QStringLiteral("Tax form");
-    doc.date = QStringLiteral("2023-12-31");
-    doc.path = QStringLiteral("/Scans/ACME/\u00c4pfel Rechnung.PDF");
-    doc.pageCount = 12;
-    EXPECT_EQ(doc.kindSortKey(), QStringLiteral("Tax form"));
-    EXPECT_EQ(doc.dateSortKey(), QStringLiteral("2023-12-31"));
-    EXPECT_EQ(doc.fileSortKey(), QStringLiteral("/scans/acme/\u00e4pfel rechnung.pdf"));
-    EXPECT_EQ(doc.pagesSortKey(), 12);
+    doc.organizationName = QStringLiteral("\u00c9lectricit\u00e9 de FRANCE");
+    doc.path = QStringLiteral("/Scans/\u00c4pfel.PDF");
+    EXPECT_EQ(doc.organizationSortKey(), QStringLiteral("\u00e9lectricit\u00e9 de france"));
+    EXPECT_EQ(doc.fileSortKey(), QStringLiteral("/scans/\u00e4pfel.pdf"));
 
     const ScanDocument bare;
-    EXPECT_EQ(bare.kindSortKey(), afterEveryName);
-    EXPECT_LT(QStringLiteral("Warranty or manual"), bare.kindSortKey());
-    EXPECT_TRUE(bare.dateSortKey().isEmpty());
+    for (const QString &name :
+        { QStringLiteral("zzz"), QStringLiteral("\u65e5\u672c"), QStringLiteral("\U0001F3E6 Bank") }) {
+        ScanDocument other;
+        other.organizationName = name;
+        other.kind = name;
+        EXPECT_LT(other.organizationSortKey(), bare.organizationSortKey()) << name.toStdString();
+        EXPECT_LT(other.kindSortKey(), bare.kindSortKey()) << name.toStdString();
+    }
     EXPECT_LT(bare.dateSortKey(), QStringLiteral("0001-01-01"));
-    EXPECT_EQ(bare.pagesSortKey(), 0);
 }
 
 // ---- Columns read into records ----
@@ -147,10 +123,7 @@ TEST(ScanDocument, parsePageRotations_readsNumbersBetweenCommas)
         std::vector<int> rotations;
     } cases[] = {
         { std::nullopt, {} },
-        { QStringLiteral(""), {} },
         { QStringLiteral(",,"), {} },
-        { QStringLiteral("90"), { 90 } },
-        { QStringLiteral("0,180"), { 0, 180 } },
         { QStringLiteral("180,,90"), { 180, 90 } },
         { QStringLiteral("270,"), { 270 } },
         { QStringLiteral("x,90"), { 0, 90 } },
@@ -168,73 +141,38 @@ TEST(DocDate, parse_acceptsOnlyRealDatesInYearMonthDayShape)
 {
     EXPECT_EQ(DocDate::parse(QStringLiteral("2024-02-29")), QDate(2024, 2, 29));
     EXPECT_EQ(DocDate::parse(QStringLiteral("0999-12-31")), QDate(999, 12, 31));
-    for (const QString &text : {
-             QString(),
-             QStringLiteral("2023-02-29"),
-             QStringLiteral("2024-02-30"),
-             QStringLiteral("2024-13-01"),
-             QStringLiteral("2024-00-10"),
-             QStringLiteral("2024-01-00"),
-             QStringLiteral("2024-1-05"),
-             QStringLiteral("2024-01-5"),
-             QStringLiteral("24-01-05"),
-             QStringLiteral("20240105"),
-             QStringLiteral("2024/01/05"),
-             QStringLiteral(" 2024-01-05"),
-             QStringLiteral("2024-01-05 "),
-             QStringLiteral("2024-01-05\n"),
-             QStringLiteral("2024-01-05T10:00"),
-             QStringLiteral("+2024-01-05"),
-             QStringLiteral("\u0662\u0660\u0662\u0664-\u0660\u0661-\u0660\u0665"),
-             QStringLiteral("garbage"),
-         }) {
+    for (const QString &text : { QString(), QStringLiteral("2023-02-29"), QStringLiteral("2024-13-01"),
+             QStringLiteral("2024-01-00"), QStringLiteral("2024-1-05"), QStringLiteral("20240105"),
+             QStringLiteral(" 2024-01-05"), QStringLiteral("2024-01-05\n"), QStringLiteral("2024-01-05T10:00"),
+             QStringLiteral("+2024-01-05"), QStringLiteral("\u0662\u0660\u0662\u0664-\u0660\u0661-\u0660\u0665") }) {
         EXPECT_FALSE(DocDate::parse(text).isValid()) << text.toStdString();
     }
 }
 
-TEST(DocDate, displayUnreadableOrAbsent_isEmpty)
+TEST(DocDate, display_localeOrderAbbreviatedMonthNoWeekdayAndEmptyWhenUnreadable)
 {
     const QLocale english(QLocale::English, QLocale::UnitedStates);
-    for (const std::optional<QString> &text : { std::optional<QString>(), std::optional<QString>(QString()),
-             std::optional(QStringLiteral("2024-02-30")), std::optional(QStringLiteral("2024-13-01")),
-             std::optional(QStringLiteral("garbage")), std::optional(QStringLiteral("2024-1-5")) }) {
-        EXPECT_TRUE(DocDate::display(text, english).isEmpty()) << (text ? text->toStdString() : "(absent)");
-        EXPECT_TRUE(DocDate::display(text).isEmpty()) << (text ? text->toStdString() : "(absent)");
-    }
-}
-
-TEST(DocDate, displayInEnglish_abbreviatesMonthWithoutWeekday)
-{
-    EXPECT_EQ(DocDate::display(QStringLiteral("2024-01-05"), QLocale(QLocale::English, QLocale::UnitedStates)),
-        QStringLiteral("Jan 5, 2024"));
-    EXPECT_EQ(DocDate::display(QStringLiteral("1999-12-31"), QLocale(QLocale::English, QLocale::UnitedStates)),
-        QStringLiteral("Dec 31, 1999"));
-}
-
-TEST(DocDate, displayInGerman_usesLocaleOrderWithoutWeekday)
-{
+    EXPECT_EQ(DocDate::display(QStringLiteral("2024-01-05"), english), QStringLiteral("Jan 5, 2024"));
     // 5 January 2024 was a Friday.
-    const QString shown = DocDate::display(QStringLiteral("2024-01-05"), QLocale(QLocale::German, QLocale::Germany));
-    EXPECT_TRUE(shown.contains(QStringLiteral("2024"))) << shown.toStdString();
-    EXPECT_TRUE(shown.contains(QStringLiteral("Jan"))) << shown.toStdString();
-    EXPECT_FALSE(shown.contains(QStringLiteral("Januar"))) << shown.toStdString();
-    EXPECT_FALSE(shown.contains(QStringLiteral("Fr"))) << shown.toStdString();
-    EXPECT_TRUE(shown.startsWith(QLatin1Char('5'))) << shown.toStdString();
+    const QString german = DocDate::display(QStringLiteral("2024-01-05"), QLocale(QLocale::German, QLocale::Germany));
+    EXPECT_TRUE(german.startsWith(QLatin1Char('5')) && german.contains(QStringLiteral("Jan"))
+        && german.contains(QStringLiteral("2024")))
+        << german.toStdString();
+    EXPECT_FALSE(german.contains(QStringLiteral("Januar")) || german.contains(QStringLiteral("Fr")))
+        << german.toStdString();
+
+    for (const std::optional<QString> &text : { std::optional<QString>(), std::optional(QStringLiteral("2024-02-30")),
+             std::optional(QStringLiteral("garbage")) })
+        EXPECT_TRUE(DocDate::display(text, english).isEmpty()) << (text ? text->toStdString() : "(absent)");
 }
 
-TEST(DocumentKind, all_hasTwentyEightDistinctKindsInFixedOrder)
+// Matching ignores case, so kinds must differ by more than case.
+TEST(DocumentKind, all_differByMoreThanCase)
 {
-    const QStringList &kinds = DocumentKind::all();
-    ASSERT_EQ(kinds.size(), 28);
-    EXPECT_EQ(kinds.first(), QStringLiteral("Bank statement"));
-    EXPECT_EQ(kinds.last(), QStringLiteral("Other"));
     QSet<QString> folded;
-    for (const QString &kind : kinds) {
+    for (const QString &kind : DocumentKind::all())
         folded.insert(kind.toCaseFolded());
-        EXPECT_EQ(kind, kind.trimmed());
-    }
-    // Matching ignores case, so kinds must differ by more than case.
-    EXPECT_EQ(folded.size(), 28);
+    EXPECT_EQ(folded.size(), DocumentKind::all().size());
 }
 
 TEST(DocumentKind, match_ignoresCaseAndSurroundingDecoration)
@@ -244,11 +182,7 @@ TEST(DocumentKind, match_ignoresCaseAndSurroundingDecoration)
         const char *kind;
     } cases[] = {
         { QStringLiteral("\u201cTax form\u201d"), "Tax form" },
-        { QStringLiteral("tax FORM"), "Tax form" },
         { QStringLiteral("  invoice.  "), "Invoice" },
-        { QStringLiteral("**Receipt**"), "Receipt" },
-        { QStringLiteral("\"Bill\""), "Bill" },
-        { QStringLiteral("\nUtility bill\r\n"), "Utility bill" },
         { QStringLiteral("\t* \"Pay stub\". \n"), "Pay stub" },
     };
     for (const auto &c : cases)

@@ -60,9 +60,7 @@ TEST_F(ScanStoreReads, documents_nullColumnsAndUnknownStatusesReadAsDefaults)
     EXPECT_FALSE(doc.pageCount);
     EXPECT_FALSE(doc.error);
     EXPECT_FALSE(doc.organizationID);
-    EXPECT_FALSE(doc.organizationName);
     EXPECT_FALSE(doc.similarPath);
-    EXPECT_FALSE(doc.kind);
     EXPECT_TRUE(doc.pageRotations.empty());
 }
 
@@ -71,9 +69,7 @@ TEST_F(ScanStoreReads, documentsByIds_emptyListGivesNothingAndUnknownIdsAreSkipp
     const auto a = add({ .path = QStringLiteral("a.pdf") });
     add({ .path = QStringLiteral("b.pdf") });
     EXPECT_TRUE(store->documents(Ids {}).empty());
-    const auto found = store->documents(Ids { a, 999 });
-    ASSERT_EQ(found.size(), 1u);
-    EXPECT_EQ(found[0].id, a);
+    EXPECT_EQ(store->documents(Ids { a, 999 }), store->documents(Ids { a }));
     EXPECT_EQ(store->documents().size(), 2u);
 }
 
@@ -158,35 +154,23 @@ TEST_F(ScanStoreReads, traceAndSettings_absentUntilWritten)
 {
     const auto id = add({ .path = QStringLiteral("a.pdf") });
     EXPECT_FALSE(store->trace(id));
-    EXPECT_FALSE(store->trace(id + 100));
     db.run(QStringLiteral("UPDATE documents SET extract_trace = '{}' WHERE id = ?"), { id });
     EXPECT_EQ(store->trace(id), QStringLiteral("{}"));
 
     EXPECT_FALSE(store->setting(QStringLiteral("instructions")));
-    store->setSetting(QStringLiteral("instructions"), QStringLiteral("Be brief."));
     store->setSetting(QStringLiteral("instructions"), QStringLiteral("Be précis."));
     EXPECT_EQ(store->setting(QStringLiteral("instructions")), QStringLiteral("Be précis."));
-    store->setSetting(QStringLiteral("instructions"), QString());
-    EXPECT_EQ(store->setting(QStringLiteral("instructions")), QString());
     store->setSetting(QStringLiteral("instructions"), std::nullopt);
     EXPECT_FALSE(store->setting(QStringLiteral("instructions")));
 }
 
 TEST_F(ScanStoreReads, modelExtractionCount_countsPresentScansTheModelFiledOrFailed)
 {
-    add({ .path = QStringLiteral("1.pdf"),
-        .ocrStatus = QStringLiteral("done"),
-        .extractStatus = QStringLiteral("done") });
-    add({ .path = QStringLiteral("2.pdf"),
-        .ocrStatus = QStringLiteral("done"),
-        .extractStatus = QStringLiteral("failed") });
-    add({ .path = QStringLiteral("3.pdf"),
-        .ocrStatus = QStringLiteral("done"),
-        .extractStatus = QStringLiteral("manual") });
-    add({ .path = QStringLiteral("4.pdf"),
-        .ocrStatus = QStringLiteral("done"),
-        .extractStatus = QStringLiteral("pending") });
-    add({ .path = QStringLiteral("5.pdf"),
+    for (const char *status : { "done", "failed", "manual", "pending" })
+        add({ .path = QString::fromUtf8(status),
+            .ocrStatus = QStringLiteral("done"),
+            .extractStatus = QString::fromUtf8(status) });
+    add({ .path = QStringLiteral("missing"),
         .ocrStatus = QStringLiteral("done"),
         .extractStatus = QStringLiteral("done"),
         .missing = true });
