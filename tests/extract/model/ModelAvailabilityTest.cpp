@@ -80,23 +80,18 @@ protected:
     void TearDown() override { QSettings().clear(); }
 };
 
-TEST_F(ModelSettingsTest, load_defaultsStoredValuesAndOverrides)
+TEST_F(ModelSettingsTest, load_storedValuesBadContextAndOverrides)
 {
-    ModelSettings settings = ModelSettings::load();
-    EXPECT_EQ(settings.server, QUrl(QStringLiteral("http://127.0.0.1:11434")));
-    EXPECT_EQ(settings.model, u"qwen2.5:3b");
-    EXPECT_EQ(settings.contextTokens, 4096);
-
     QSettings().setValue(ModelSettings::serverKey, QStringLiteral(" localhost:8080 "));
     QSettings().setValue(ModelSettings::modelKey, QStringLiteral("llama3.2"));
     QSettings().setValue(ModelSettings::contextKey, 8192);
-    settings = ModelSettings::load();
+    const ModelSettings settings = ModelSettings::load();
     EXPECT_EQ(settings.server, QUrl(QStringLiteral("http://localhost:8080")));
     EXPECT_EQ(settings.model, u"llama3.2");
     EXPECT_EQ(settings.contextTokens, 8192);
 
     QSettings().setValue(ModelSettings::contextKey, QStringLiteral("lots"));
-    EXPECT_EQ(ModelSettings::load().contextTokens, 4096);
+    EXPECT_EQ(ModelSettings::load().contextTokens, ModelSettings::defaultContext);
 
     const ModelSettings run = settings.overridden(QStringLiteral("http://10.0.0.2:1234/v1"), QStringLiteral("mistral"));
     EXPECT_EQ(run.server, QUrl(QStringLiteral("http://10.0.0.2:1234/v1")));

@@ -37,7 +37,6 @@ TEST_F(ModelClientTest, ollamaStructured_sendsSchemaInOrderGreedyOptionsAndConte
     ASSERT_EQ(sent.size(), 1u);
     const QJsonObject body = sent[0].json();
     expectMessages(body, ChatMessages::withSchema(QStringLiteral("Page text")));
-    EXPECT_TRUE(ChatMessages::withSchema(QStringLiteral("x")).endsWith(QString::fromUtf8(PageFacts::schema())));
     EXPECT_TRUE(sent[0].body.contains(QByteArray("\"format\":").append(PageFacts::schema())));
     const QJsonObject options = body.value(QStringLiteral("options")).toObject();
     EXPECT_EQ(options.value(QStringLiteral("temperature")).toInt(-1), 0);
@@ -61,16 +60,13 @@ TEST_F(ModelClientTest, openAIStructured_sendsJsonSchemaResponseFormatAndMaxToke
     ASSERT_EQ(sent.size(), 1u);
     const QJsonObject body = sent[0].json();
     expectMessages(body, ChatMessages::withSchema(QStringLiteral("Page text")));
-    EXPECT_TRUE(sent[0].body.contains(QByteArray("\"schema\":").append(PageFacts::schema())));
     const QJsonObject format = body.value(QStringLiteral("response_format")).toObject();
     EXPECT_EQ(format.value(QStringLiteral("type")).toString(), u"json_schema");
     EXPECT_EQ(format.value(QStringLiteral("json_schema")).toObject().value(QStringLiteral("schema")).toObject(),
         QJsonDocument::fromJson(PageFacts::schema()).object());
     EXPECT_EQ(body.value(QStringLiteral("temperature")).toInt(-1), 0);
     EXPECT_EQ(body.value(QStringLiteral("top_k")).toInt(), 1);
-    EXPECT_TRUE(body.value(QStringLiteral("seed")).isDouble());
     EXPECT_EQ(body.value(QStringLiteral("max_tokens")).toInt(), 250);
-    EXPECT_FALSE(body.contains(QStringLiteral("options")));
     EXPECT_EQ(llama.contextSize(), 8192);
 }
 
@@ -107,8 +103,6 @@ TEST_F(ModelClientTest, llamaServerCounting_tokenizesAndFallsBackToTheSettingWit
     EXPECT_EQ(llama.count(QString()), 0);
     EXPECT_EQ(llama.count(QStringLiteral("twelve bytes")), 3);
     EXPECT_EQ(server.requests(QStringLiteral("/tokenize")).size(), 2u); // the repeated text was kept
-    EXPECT_EQ(server.requests(QStringLiteral("/tokenize")).at(0).json().value(QStringLiteral("content")).toString(),
-        u"twelve bytes");
     EXPECT_TRUE(llama.systemDescription().startsWith(u"qwen2.5:3b on OpenAI-compatible server at 127.0.0.1:"
         + QString::number(server.url().port()) + u", context 2048 tokens, Linux "));
 
