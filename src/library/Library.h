@@ -246,6 +246,8 @@ private:
     QCoro::Task<> rereadGarbledScans(std::shared_ptr<Store> store);
 
     // ---- Browsing, search and editing ----
+    // Whether the filters let the scan through to the table.
+    bool isVisible(const ScanDocument &document) const;
     void runSearch(bool debounce);
     // Runs the query for the current text now; its answer is published unless a newer search started.
     void searchNow();

@@ -105,19 +105,18 @@ std::vector<ScanDocument> Library::liveDocuments() const
     return documents;
 }
 
+bool Library::isVisible(const ScanDocument &document) const
+{
+    return shows(sidebar_, document) && (!year_ || (document.date && yearOf(*document.date) == year_))
+        && (!kind_ || document.kind == kind_) && (!searchMatches_ || searchMatches_->contains(document.id));
+}
+
 std::vector<ScanDocument> Library::visibleDocuments() const
 {
     std::vector<const ScanDocument *> shown;
     for (const auto &[id, document] : documentsByID_) {
-        if (!shows(sidebar_, document))
-            continue;
-        if (year_ && (!document.date || yearOf(*document.date) != year_))
-            continue;
-        if (kind_ && document.kind != kind_)
-            continue;
-        if (searchMatches_ && !searchMatches_->contains(id))
-            continue;
-        shown.push_back(&document);
+        if (isVisible(document))
+            shown.push_back(&document);
     }
 
     // Every sort key is worked out once per scan; the sorts then move row numbers only.

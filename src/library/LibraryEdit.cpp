@@ -172,10 +172,7 @@ void Library::reveal(std::int64_t id)
     const auto found = documentsByID_.find(id);
     if (found == documentsByID_.end())
         return;
-    const std::vector<ScanDocument> visible = visibleDocuments();
-    const bool shown
-        = std::any_of(visible.begin(), visible.end(), [id](const ScanDocument &document) { return document.id == id; });
-    if (!shown) {
+    if (!isVisible(found->second)) {
         setSidebar(found->second.missing ? SidebarItem::problems() : SidebarItem::all());
         setYearFilter(std::nullopt);
         setKindFilter(std::nullopt);
