@@ -6,6 +6,7 @@
 #include "extract/model/ModelServerClient.h"
 #include "extract/model/ModelSettings.h"
 #include "library/Library.h"
+#include "library/NextJob.h"
 #include "library/SerialExecutor.h"
 
 #include <QCoro/QCoroTimer>
@@ -81,6 +82,21 @@ struct ScanInputs {
     QStringList organizations;
     std::optional<ScanStore::SimilarDocument> similar;
 };
+
+// Read on the store's thread; a failing read gives no names or no similar scan.
+ScanInputs readScanInputs(ScanStore &store, std::int64_t id)
+{
+    ScanInputs inputs;
+    try {
+        inputs.organizations = store.organizationNamesForPrompt(100);
+    } catch (const std::exception &) {
+    }
+    try {
+        inputs.similar = store.similarFiledDocument(id);
+    } catch (const std::exception &) {
+    }
+    return inputs;
+}
 
 std::optional<Extractor::Similar> similarHint(const std::optional<ScanStore::SimilarDocument> &similar)
 {
@@ -235,24 +251,7 @@ QCoro::Task<> Library::watchModelAvailability(std::stop_token stop)
 
 QCoro::Task<std::optional<ScanStore::ExtractionJob>> Library::nextExtractionJob(std::shared_ptr<Store> store)
 {
-    QPointer<Library> self(this);
-    if (!requested_.empty()) {
-        const DocumentIDs among(requested_.begin(), requested_.end());
-        std::optional<ScanStore::ExtractionJob> job;
-        try {
-            job = co_await store->run([among](ScanStore &s) { return s.nextExtractionJob(among); });
-        } catch (const std::exception &) {
-        }
-        if (job || !self)
-            co_return job;
-    }
-    if (paused_)
-        co_return std::nullopt;
-    try {
-        co_return co_await store->run([](ScanStore &s) { return s.nextExtractionJob(); });
-    } catch (const std::exception &) {
-    }
-    co_return std::nullopt;
+    return nextJob(std::move(store), requested_, paused_, &ScanStore::nextExtractionJob);
 }
 
 void Library::trimRequested()
@@ -294,15 +293,7 @@ QCoro::Task<> Library::runExtraction(std::stop_token stop)
         const QString name = QFileInfo(job->path).fileName();
         setCurrent(name);
 
-        ScanInputs inputs;
-        try {
-            inputs.organizations = co_await store->run([](ScanStore &s) { return s.organizationNamesForPrompt(100); });
-        } catch (const std::exception &) {
-        }
-        try {
-            inputs.similar = co_await store->run([id = job->id](ScanStore &s) { return s.similarFiledDocument(id); });
-        } catch (const std::exception &) {
-        }
+        const ScanInputs inputs = co_await store->run([id = job->id](ScanStore &s) { return readScanInputs(s, id); });
         if (!self || stop.stop_requested())
             co_return;
         const std::optional<std::int64_t> similarID
@@ -438,19 +429,11 @@ QCoro::Task<Library::Trial> Library::tryExtraction(std::int64_t id, QString inst
             availability.problem.value_or(QStringLiteral("The local model is unavailable")) };
 
     QStringList pages;
-    ScanInputs inputs;
     try {
         pages = co_await store->run([id](ScanStore &s) { return s.pages(id); });
     } catch (const std::exception &) {
     }
-    try {
-        inputs.organizations = co_await store->run([](ScanStore &s) { return s.organizationNamesForPrompt(100); });
-    } catch (const std::exception &) {
-    }
-    try {
-        inputs.similar = co_await store->run([id](ScanStore &s) { return s.similarFiledDocument(id); });
-    } catch (const std::exception &) {
-    }
+    const ScanInputs inputs = co_await store->run([id](ScanStore &s) { return readScanInputs(s, id); });
     if (!self)
         co_return Trial {};
     QString file;

@@ -3,6 +3,7 @@
 #include "core/Cancellation.h"
 #include "extract/Graphemes.h"
 #include "library/Library.h"
+#include "library/NextJob.h"
 #include "library/Recognition.h"
 #include "ocr/OcrLanguages.h"
 #include "ocr/TextQuality.h"
@@ -140,24 +141,7 @@ bool Library::hasRequested(const std::function<bool(const ScanDocument &)> &pred
 
 QCoro::Task<std::optional<ScanStore::OCRJob>> Library::nextOCRJob(std::shared_ptr<Store> store)
 {
-    QPointer<Library> self(this);
-    if (!requested_.empty()) {
-        const DocumentIDs among(requested_.begin(), requested_.end());
-        std::optional<ScanStore::OCRJob> job;
-        try {
-            job = co_await store->run([among](ScanStore &s) { return s.nextOCRJob(among); });
-        } catch (const std::exception &) {
-        }
-        if (job || !self)
-            co_return job;
-    }
-    if (paused_)
-        co_return std::nullopt;
-    try {
-        co_return co_await store->run([](ScanStore &s) { return s.nextOCRJob(); });
-    } catch (const std::exception &) {
-    }
-    co_return std::nullopt;
+    return nextJob(std::move(store), requested_, paused_, &ScanStore::nextOCRJob);
 }
 
 QCoro::Task<> Library::runOCR(std::stop_token stop)
