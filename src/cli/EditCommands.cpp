@@ -31,6 +31,22 @@ bool pairOf(const QCommandLineParser &parser, const QCommandLineOption &set, con
     return true;
 }
 
+// Reads one fact to change from --NAME VALUE or --no-NAME; the exit status when it can't be used.
+template <typename T, typename Parse>
+std::optional<int> readChange(const QCommandLineParser &parser, const QCommandLineOption &set,
+    const QCommandLineOption &clear, Parse parse, Change<T> &change)
+{
+    bool cleared = false;
+    if (!pairOf(parser, set, clear, change.given, cleared))
+        return ExitStatus::usage;
+    if (change.given && !cleared) {
+        change.value = parse(parser.value(set));
+        if (!change.value)
+            return ExitStatus::failed;
+    }
+    return std::nullopt;
+}
+
 // Opens the folder and runs `edit` on the scans named after it; prints `done` with the count after.
 int editScans(const QStringList &arguments, const QString &command,
     const std::function<QCoro::Task<>(Library &, DocumentIDSet)> &edit, const QString &done)
@@ -89,28 +105,13 @@ int runSetCommand(const QStringList &arguments)
     // Everything is checked before anything changes.
     Change<QString> newOrganization, newType;
     Change<QDate> newDate;
-    bool cleared = false;
-    if (!pairOf(parser, organization, noOrganization, newOrganization.given, cleared))
-        return ExitStatus::usage;
-    if (newOrganization.given && !cleared) {
-        newOrganization.value = CatalogueCommand::parseOrganizationName(parser.value(organization));
-        if (!newOrganization.value)
-            return ExitStatus::failed;
-    }
-    if (!pairOf(parser, type, noType, newType.given, cleared))
-        return ExitStatus::usage;
-    if (newType.given && !cleared) {
-        newType.value = CatalogueCommand::parseType(parser.value(type));
-        if (!newType.value)
-            return ExitStatus::failed;
-    }
-    if (!pairOf(parser, date, noDate, newDate.given, cleared))
-        return ExitStatus::usage;
-    if (newDate.given && !cleared) {
-        newDate.value = CatalogueCommand::parseDate(parser.value(date));
-        if (!newDate.value)
-            return ExitStatus::failed;
-    }
+    if (const std::optional<int> status
+        = readChange(parser, organization, noOrganization, CatalogueCommand::parseOrganizationName, newOrganization))
+        return *status;
+    if (const std::optional<int> status = readChange(parser, type, noType, CatalogueCommand::parseType, newType))
+        return *status;
+    if (const std::optional<int> status = readChange(parser, date, noDate, CatalogueCommand::parseDate, newDate))
+        return *status;
     if (!newOrganization.given && !newType.given && !newDate.given) {
         printErr(QStringLiteral("Nothing to set: give --organization, --type or --date (or their --no- forms).\n")
             + setUsage);
