@@ -15,27 +15,9 @@
 #include <cstdio>
 #include <sys/resource.h>
 
+#include "LetterPages.h"
+
 namespace {
-
-const QStringList prose {
-    QStringLiteral("Thank you for your letter of the twelfth, which reached our office on Monday."),
-    QStringLiteral("We have reviewed the account statement you enclosed and the payments listed"),
-    QStringLiteral("for the months of January, February and March. The amount shown as overdue"),
-    QStringLiteral("was received by our bank on the third of April and has now been credited to"),
-    QStringLiteral("your customer account. No further action is required on your part, and any"),
-    QStringLiteral("reminder you may receive in the coming days can safely be ignored. Should you"),
-    QStringLiteral("have questions about this or any other invoice, please call our service team"),
-    QStringLiteral("between nine and five on weekdays, or write to the address printed below."),
-};
-
-ScanPage denseLetter()
-{
-    ScanPage page;
-    page.fontSize = 11;
-    for (int line = 0; line < 40; ++line)
-        page.lines << prose[line % prose.size()];
-    return page;
-}
 
 ScanPage receipt()
 {
@@ -117,7 +99,7 @@ int main(int argc, char **argv)
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     TextRecognizer recognizer(QStringLiteral("eng"));
     std::printf("%d rounds per page, OMP_THREAD_LIMIT=%s\n", rounds, qgetenv("OMP_THREAD_LIMIT").constData());
-    report("dense letter", measure(scanPdf({ denseLetter() }), recognizer, rounds), rounds);
+    report("dense letter", measure(scanPdf({ letterPage(40) }), recognizer, rounds), rounds);
     report("receipt", measure(scanPdf({ receipt() }), recognizer, rounds), rounds);
     rusage usage {};
     getrusage(RUSAGE_SELF, &usage);

@@ -1,4 +1,4 @@
-// Wall time of `vellumark-cli process` on a folder of generated one-page scans, with pages per minute.
+// Wall time of `vellumark-cli process --no-model` on a folder of generated one-page scans, with pages per minute.
 #include "support/ScanPdf.h"
 
 #include <QCoreApplication>
@@ -9,23 +9,16 @@
 
 #include <cstdio>
 
+#include "LetterPages.h"
+
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     const int scans = argc > 1 ? std::max(1, std::atoi(argv[1])) : 20;
-    const QStringList paragraph {
-        QStringLiteral("Thank you for your letter of the twelfth, which reached our office on Monday."),
-        QStringLiteral("We have reviewed the account statement you enclosed and the payments listed"),
-        QStringLiteral("for the months of January, February and March. The amount shown as overdue"),
-        QStringLiteral("was received by our bank on the third of April and has now been credited."),
-    };
     QTemporaryDir folder;
     for (int index = 0; index < scans; ++index) {
-        ScanPage page;
-        page.fontSize = 11;
-        page.lines << QStringLiteral("Letter %1").arg(index + 1);
-        for (int line = 0; line < 20; ++line)
-            page.lines << paragraph[line % paragraph.size()];
+        ScanPage page = letterPage(20);
+        page.lines.prepend(QStringLiteral("Letter %1").arg(index + 1));
         writeFile(QDir(folder.path()).filePath(QStringLiteral("letter-%1.pdf").arg(index + 1)), scanPdf({ page }));
     }
     QTemporaryDir config;
@@ -36,7 +29,8 @@ int main(int argc, char **argv)
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     QElapsedTimer clock;
     clock.start();
-    process.start(QStringLiteral(VELLUMARK_CLI), { QStringLiteral("process"), folder.path() });
+    process.start(
+        QStringLiteral(VELLUMARK_CLI), { QStringLiteral("process"), folder.path(), QStringLiteral("--no-model") });
     process.waitForFinished(-1);
     const double seconds = clock.nsecsElapsed() / 1e9;
     std::printf("%d one-page scans: %.1f s, %.1f pages per minute (exit status %d)\n", scans, seconds,

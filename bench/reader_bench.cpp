@@ -13,26 +13,9 @@
 
 #include <cstdio>
 
+#include "LetterPages.h"
+
 namespace {
-
-const QStringList prose {
-    QStringLiteral("Thank you for your letter of the twelfth, which reached our office on Monday."),
-    QStringLiteral("We have reviewed the account statement you enclosed and the payments listed"),
-    QStringLiteral("for the months of January, February and March. The amount shown as overdue"),
-    QStringLiteral("was received by our bank on the third of April and has now been credited to"),
-    QStringLiteral("your customer account. No further action is required on your part, and any"),
-    QStringLiteral("reminder you may receive in the coming days can safely be ignored. Should you"),
-};
-
-ScanPage letter(int lines, int turned = 0)
-{
-    ScanPage page;
-    page.fontSize = 11;
-    page.turned = turned;
-    for (int line = 0; line < lines; ++line)
-        page.lines << prose[line % prose.size()];
-    return page;
-}
 
 double seconds(const QElapsedTimer &timer)
 {
@@ -63,7 +46,7 @@ int main(int argc, char *argv[])
     QTemporaryDir folder;
     // A dense letter, a short one that lay upside down (four passes), and a blank page.
     const QString scans = folder.filePath(QStringLiteral("scans.pdf"));
-    writeFile(scans, scanPdf({ letter(40), letter(8, 180), ScanPage {} }));
+    writeFile(scans, scanPdf({ letterPage(40), letterPage(8, 180), ScanPage {} }));
     const QString notPdf = folder.filePath(QStringLiteral("not.pdf"));
     writeFile(notPdf, "not a PDF");
 
