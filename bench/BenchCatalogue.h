@@ -6,7 +6,7 @@
 // files are missing. The layout is described in bench/README.md.
 
 #include "store/Database.h"
-#include "store/DocumentKind.h"
+#include "core/DocumentKind.h"
 #include "store/Migrations.h"
 #include "store/ScanStore.h"
 #include "store/Transaction.h"

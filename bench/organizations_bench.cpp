@@ -7,7 +7,7 @@
 // scan most like a new one in a catalogue of 10,000 filed scans: first on a store that has just been
 // opened (the first-page fingerprints are built during the call), then on one that has them.
 
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 #include "store/Database.h"
 #include "store/ScanStore.h"
 #include "store/Transaction.h"

@@ -1,6 +1,6 @@
 // Any organization answer, cleaned, keyed and matched against a few names on file.
-#include "extract/Graphemes.h"
-#include "extract/OrgMatching.h"
+#include "core/Graphemes.h"
+#include "core/OrgMatching.h"
 
 #include <cstdint>
 #include <cstdlib>

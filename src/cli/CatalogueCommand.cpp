@@ -1,10 +1,10 @@
 #include "cli/CatalogueCommand.h"
 
 #include "cli/CliOutput.h"
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 #include "library/BlockingWait.h"
-#include "store/DocDate.h"
-#include "store/DocumentKind.h"
+#include "core/DocDate.h"
+#include "core/DocumentKind.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "extract/Consensus.h"
 
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 
 #include <QStringList>
 

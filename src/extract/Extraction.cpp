@@ -2,8 +2,8 @@
 
 #include "extract/Consensus.h"
 #include "extract/Failure.h"
-#include "extract/OrgMatching.h"
-#include "store/DocDate.h"
+#include "core/OrgMatching.h"
+#include "core/DocDate.h"
 
 #include <QDateTime>
 

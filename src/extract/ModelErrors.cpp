@@ -1,6 +1,6 @@
 #include "extract/ModelErrors.h"
 
-#include "extract/Graphemes.h"
+#include "core/Graphemes.h"
 
 namespace {
 using Kind = Extractor::GenerationError::Kind;

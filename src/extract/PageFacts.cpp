@@ -1,6 +1,6 @@
 #include "extract/PageFacts.h"
 
-#include "store/DocumentKind.h"
+#include "core/DocumentKind.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -3,9 +3,9 @@
 #include "extract/DateEvidence.h"
 #include "extract/Failure.h"
 #include "extract/ModelErrors.h"
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 #include "extract/PlainText.h"
-#include "store/DocumentKind.h"
+#include "core/DocumentKind.h"
 
 #include <QElapsedTimer>
 #include <QUuid>

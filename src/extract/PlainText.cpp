@@ -1,8 +1,8 @@
 #include "extract/PlainText.h"
 
-#include "extract/Graphemes.h"
-#include "store/DocDate.h"
-#include "store/DocumentKind.h"
+#include "core/Graphemes.h"
+#include "core/DocDate.h"
+#include "core/DocumentKind.h"
 
 #include <QDate>
 #include <QRegularExpression>

@@ -1,7 +1,7 @@
 // Browsing the catalogue: the table's filters and order, the lists the filter controls offer, the
 // sidebar counts, and the full-text search.
 #include "library/Library.h"
-#include "store/DocumentKind.h"
+#include "core/DocumentKind.h"
 
 #include <algorithm>
 #include <numeric>

@@ -2,7 +2,7 @@
 // hands the catalogue work to `edit`, which runs it on the store's thread, reads the lists again and
 // starts the work on whatever was queued.
 #include "extract/Instructions.h"
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 #include "library/FileManager.h"
 #include "library/Library.h"
 

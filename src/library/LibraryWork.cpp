@@ -1,7 +1,7 @@
 // The background work on an open folder: the scheduler, the recognition loop, the one-time re-read of
 // scans whose text looks like gibberish, and folder synchronisation.
 #include "core/Cancellation.h"
-#include "extract/Graphemes.h"
+#include "core/Graphemes.h"
 #include "library/Library.h"
 #include "library/NextJob.h"
 #include "library/Recognition.h"

@@ -1,7 +1,7 @@
 #include "ocr/Reading.h"
 
 #include "core/Cancellation.h"
-#include "extract/Graphemes.h"
+#include "core/Graphemes.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "extract/Similarity.h"
+#include "core/Similarity.h"
 #include "store/Database.h"
-#include "store/ScanDocument.h"
+#include "core/ScanDocument.h"
 
 #include <QDateTime>
 #include <QHash>

@@ -1,7 +1,7 @@
 // The organization registry: which organization a name denotes, and the user's renames, merges and
 // deletions, with the aliases that let later model answers land where the user put earlier ones.
 
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 #include "store/ScanStore.h"
 #include "store/Transaction.h"
 

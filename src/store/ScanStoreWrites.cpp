@@ -1,4 +1,4 @@
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 #include "store/Migrations.h"
 #include "store/ScanStore.h"
 #include "store/Transaction.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Printing.h"
+#include "support/Printing.h"
 
 namespace {
 struct Page {

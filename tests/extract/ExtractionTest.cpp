@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Printing.h"
+#include "support/Printing.h"
 #include "core/Cancellation.h"
 
 using namespace Extractor;

@@ -1,7 +1,7 @@
 #include "extract/Instructions.h"
 
 #include "extract/PageFacts.h"
-#include "store/DocumentKind.h"
+#include "core/DocumentKind.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Printing.h"
+#include "support/Printing.h"
 
 using namespace Extractor;
 

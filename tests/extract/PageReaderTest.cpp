@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Printing.h"
+#include "support/Printing.h"
 
 using namespace Extractor;
 using Kind = GenerationError::Kind;

@@ -1,4 +1,5 @@
 #include "store/Database.h"
+#include "support/Printing.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -9,12 +10,6 @@
 
 #include <optional>
 #include <ostream>
-
-// Readable QString values in failure messages.
-static void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 

@@ -1,13 +1,9 @@
 #include "support/StoreFixture.h"
+#include "support/Printing.h"
 
 #include <QMap>
 
 using Ids = std::vector<std::int64_t>;
-
-static void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 

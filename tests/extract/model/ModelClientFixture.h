@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "../Printing.h"
+#include "support/Printing.h"
 
 // A stub server and a client for it with short limits, so that failures show within seconds.
 class ModelClientTest : public ::testing::Test {

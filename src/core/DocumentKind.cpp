@@ -1,4 +1,4 @@
-#include "store/DocumentKind.h"
+#include "core/DocumentKind.h"
 
 const QStringList &DocumentKind::all()
 {

@@ -1,4 +1,4 @@
-#include "store/Status.h"
+#include "core/Status.h"
 
 QString rawValue(OCRStatus status)
 {

@@ -1,4 +1,5 @@
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
+#include "support/Printing.h"
 
 #include <QString>
 
@@ -7,11 +8,6 @@
 #include <optional>
 #include <ostream>
 #include <vector>
-
-static void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "extract/Graphemes.h"
+#include "core/Graphemes.h"
 
 #include <QTextBoundaryFinder>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/Status.h"
+#include "core/Status.h"
 
 #include <QDateTime>
 #include <QString>

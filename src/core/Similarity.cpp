@@ -1,6 +1,6 @@
-#include "extract/Similarity.h"
+#include "core/Similarity.h"
 
-#include "extract/Graphemes.h"
+#include "core/Graphemes.h"
 
 #include <algorithm>
 #include <cmath>

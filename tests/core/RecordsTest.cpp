@@ -1,7 +1,8 @@
-#include "store/DocDate.h"
-#include "store/DocumentKind.h"
-#include "store/ScanDocument.h"
-#include "store/Status.h"
+#include "core/DocDate.h"
+#include "core/DocumentKind.h"
+#include "core/ScanDocument.h"
+#include "core/Status.h"
+#include "support/Printing.h"
 
 #include <QDate>
 #include <QLocale>
@@ -12,12 +13,6 @@
 #include <optional>
 #include <ostream>
 #include <vector>
-
-// Readable QString values in failure messages.
-static void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/ScanDocument.h"
+#include "core/ScanDocument.h"
 
 #include <QHash>
 #include <QString>

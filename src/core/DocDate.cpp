@@ -1,4 +1,4 @@
-#include "store/DocDate.h"
+#include "core/DocDate.h"
 
 #include <QLocale>
 #include <QRegularExpression>

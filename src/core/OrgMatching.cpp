@@ -1,6 +1,6 @@
-#include "extract/OrgMatching.h"
+#include "core/OrgMatching.h"
 
-#include "extract/Graphemes.h"
+#include "core/Graphemes.h"
 
 #include <QRegularExpression>
 #include <QSet>

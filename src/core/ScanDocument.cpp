@@ -1,4 +1,4 @@
-#include "store/ScanDocument.h"
+#include "core/ScanDocument.h"
 
 #include <QStringList>
 

@@ -1,4 +1,4 @@
-#include "extract/Similarity.h"
+#include "core/Similarity.h"
 
 #include <QString>
 #include <QStringList>
