@@ -1,96 +1,69 @@
+#include "cli/Cli.h"
 #include "support/ScanPdf.h"
 
-#include <QDir>
+#include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-struct CliRun {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using namespace Qt::StringLiterals;
 
-class ReadCommand : public ::testing::Test {
-protected:
-    CliRun read(const QStringList &arguments)
-    {
-        QProcess process;
-        // A settings folder of the test's own, so that a person's reading languages don't apply.
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), folder.filePath(QStringLiteral("config")));
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(VELLUMARK_CLI), QStringList { QStringLiteral("read") } + arguments);
-        process.waitForFinished(120'000);
-        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError()) };
-    }
-
-    QString file(const QByteArray &bytes)
-    {
-        const QString path = folder.filePath(QStringLiteral("scan.pdf"));
-        writeFile(path, bytes);
-        return path;
-    }
-
-    QTemporaryDir folder;
-};
-
-TEST_F(ReadCommand, printsEachPageWithItsRotationThenTheHash)
+TEST(ReadCommand, readsARealScanPageByPageWithItsRotationAndHash)
 {
     ScanPage upsideDown;
-    upsideDown.lines = { QStringLiteral("Dear customer, thank you for your order"),
-        QStringLiteral("of garden furniture from our summer catalogue."),
-        QStringLiteral("Your delivery will arrive next Tuesday morning"),
-        QStringLiteral("between eight and twelve o'clock.") };
+    upsideDown.lines = { u"Dear customer, thank you for your order"_s,
+        u"of garden furniture from our summer catalogue."_s, u"Your delivery will arrive next Tuesday morning"_s };
     upsideDown.turned = 180;
-    const QString path = file(scanPdf({ upsideDown, ScanPage {} }));
+    const QByteArray pdf = scanPdf({ upsideDown, ScanPage {} });
+    QTemporaryDir folder;
+    writeFile(folder.filePath(u"scan.pdf"_s), pdf);
+    Cli cli;
+    cli.useRealReader();
 
-    const CliRun text = read({ path });
-    ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
-    EXPECT_TRUE(text.out.startsWith(QLatin1String("Page 1, rotation 180\nDear customer"))) << text.out.toStdString();
-    EXPECT_TRUE(text.out.contains(QLatin1String("\n\nPage 2, rotation 0\n(no text)\n\nSHA-256: ")));
-
-    const CliRun json = read({ path, QStringLiteral("--json") });
-    ASSERT_EQ(json.exitCode, 0) << json.err.toStdString();
-    const QJsonObject object = QJsonDocument::fromJson(json.out.toUtf8()).object();
-    EXPECT_EQ(object.value(QStringLiteral("sha256")).toString().size(), 64);
-    EXPECT_TRUE(text.out.endsWith(object.value(QStringLiteral("sha256")).toString() + QLatin1Char('\n')));
-    const QJsonArray pages = object.value(QStringLiteral("pages")).toArray();
-    ASSERT_EQ(pages.size(), 2);
-    EXPECT_EQ(pages[0].toObject().value(QStringLiteral("rotation")).toInt(), 180);
-    EXPECT_TRUE(
-        pages[0].toObject().value(QStringLiteral("text")).toString().contains(QLatin1String("garden furniture")));
-    EXPECT_EQ(pages[1].toObject().value(QStringLiteral("text")).toString(), QString());
+    const CliRun read = cli.run({ u"read"_s, folder.filePath(u"scan.pdf"_s) });
+    ASSERT_EQ(read.exitCode, 0) << read.err.toStdString();
+    for (const QString &shown : { u"rotation 180\n"_s, u"garden furniture"_s, u"(no text)"_s,
+             QString::fromLatin1(QCryptographicHash::hash(pdf, QCryptographicHash::Sha256).toHex()) })
+        EXPECT_TRUE(read.out.contains(shown)) << shown.toStdString() << " in " << read.out.toStdString();
 }
 
-TEST_F(ReadCommand, failuresGoToStandardErrorWithStatusOne)
+TEST(ReadCommand, printsThePagesAsJson)
 {
-    const CliRun notPdf = read({ file("%PDF-1.7 but nothing more") });
-    EXPECT_EQ(notPdf.exitCode, 1);
-    EXPECT_EQ(notPdf.err, QStringLiteral("Not a readable PDF\n"));
-    EXPECT_TRUE(notPdf.out.isEmpty());
+    QTemporaryDir folder;
+    writeFakeScan(folder.filePath(u"scan.pdf"_s), { u"@rotation=90\nSideways page"_s, QString() });
+    const CliRun read = Cli().run({ u"read"_s, folder.filePath(u"scan.pdf"_s), u"--json"_s });
+    ASSERT_EQ(read.exitCode, 0) << read.err.toStdString();
+    const QJsonObject json = QJsonDocument::fromJson(read.out.toUtf8()).object();
+    EXPECT_EQ(json[u"sha256"_s].toString().size(), 64);
+    const QJsonArray pages = json[u"pages"_s].toArray();
+    ASSERT_EQ(pages.size(), 2);
+    EXPECT_EQ(pages[0][u"rotation"_s].toInt(), 90);
+    EXPECT_EQ(pages[0][u"text"_s], u"Sideways page"_s);
+    EXPECT_EQ(pages[1][u"text"_s], QString());
+}
 
-    const CliRun locked = read({ file(scanPdf({ ScanPage {} }, PdfPasswords { "secret", "secret" })) });
-    EXPECT_EQ(locked.exitCode, 1);
-    EXPECT_EQ(locked.err, QStringLiteral("PDF is password protected\n"));
-
-    // Opening this file never ends; the reader is given a second.
-    const CliRun hanging = read({ file(doublingFormFieldPdf(40)), QStringLiteral("--timeout"), QStringLiteral("1") });
-    EXPECT_EQ(hanging.exitCode, 1);
-    EXPECT_EQ(hanging.err, QStringLiteral("PDF took too long to read\n"));
-    EXPECT_EQ(read({ file(pdfWithoutPages()), QStringLiteral("--timeout"), QStringLiteral("0") }).exitCode, 1);
-
-    const CliRun missingLanguage
-        = read({ file(scanPdf({ ScanPage {} })), QStringLiteral("--languages"), QStringLiteral("eng+qqq") });
-    EXPECT_EQ(missingLanguage.exitCode, 1);
-    EXPECT_TRUE(missingLanguage.err.contains(QLatin1String("tesseract-ocr-qqq"))) << missingLanguage.err.toStdString();
+TEST(ReadCommand, failuresGoToStandardErrorWithStatusOne)
+{
+    QTemporaryDir folder;
+    const QString notPdf = folder.filePath(u"scan.pdf"_s);
+    writeFile(notPdf, "%PDF-1.7 but nothing more");
+    Cli cli;
+    for (const std::pair<QStringList, QString> &failure : std::vector<std::pair<QStringList, QString>> {
+             { { notPdf }, u"Not a readable PDF"_s }, { { folder.filePath(u"missing.pdf"_s) }, u"couldn't be read"_s },
+             { { notPdf, u"--timeout"_s, u"0"_s }, u"--timeout"_s }, { {}, u"Usage"_s } }) {
+        const CliRun failed = cli.run(QStringList { u"read"_s } + failure.first);
+        EXPECT_EQ(failed.exitCode, 1) << failure.first.join(u' ').toStdString();
+        EXPECT_TRUE(failed.err.contains(failure.second) && failed.out.isEmpty()) << failed.err.toStdString();
+    }
+    // The real reader can't start without a language's data, and says which package has it.
+    cli.useRealReader();
+    const CliRun language = cli.run({ u"read"_s, notPdf, u"--languages"_s, u"eng+qqq"_s });
+    EXPECT_EQ(language.exitCode, 1);
+    EXPECT_TRUE(language.err.contains("tesseract-ocr-qqq"_L1)) << language.err.toStdString();
 }
 
 } // namespace
