@@ -58,7 +58,6 @@ void print(const std::vector<ScanDocument> &documents, bool json)
 // Sets the search text and waits for its result.
 void search(Library &library, const QString &words)
 {
-    library.setSearchDelay(std::chrono::milliseconds(0));
     QEventLoop loop;
     QObject::connect(&library, &Library::searchMatchesChanged, &loop, &QEventLoop::quit);
     library.setSearchText(words);
@@ -70,7 +69,10 @@ int listWithSearch(const QString &folder, const std::optional<SidebarItem> &view
     const std::optional<QString> &organization, const std::optional<int> &year, const std::optional<QString> &type,
     const std::optional<QString> &words, bool json)
 {
-    Library library;
+    // A command searches at once; there is no typing to wait for.
+    LibraryOptions options;
+    options.searchDelay = std::chrono::milliseconds(0);
+    Library library(options);
     if (const std::optional<int> status = CatalogueCommand::open(library, folder))
         return *status;
     if (organization) {

@@ -183,10 +183,11 @@ int runProcessCommand(const QStringList &arguments)
     std::signal(SIGTERM, onSignal);
     QSocketNotifier interrupted(signalPipe[0], QSocketNotifier::Read);
 
-    Library library;
+    LibraryOptions options;
+    options.extraction = !parser.isSet(noModel);
+    Library library(options);
     if (parser.isSet(ignorePause))
         library.ignorePauseThisSession();
-    library.setExtractionEnabled(!parser.isSet(noModel));
     if (parser.isSet(server) || parser.isSet(model)) {
         library.setLanguageModel(Extractor::ModelSettings::load().overridden(option(server), option(model)).client());
     }

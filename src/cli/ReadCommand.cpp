@@ -88,7 +88,7 @@ int runReadCommand(const QStringList &arguments)
     } catch (const OCR::Failure &failure) {
         if (showProgress)
             printErr(QStringLiteral("\n"));
-        printErr(failure.message + QLatin1Char('\n'));
+        printErr(failure.message() + QLatin1Char('\n'));
         return ExitStatus::failed;
     }
     return ExitStatus::success;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Error.h"
 #include "extract/Trace.h"
 
 #include <QByteArray>
@@ -10,7 +11,7 @@
 
 namespace Extractor {
 // What the extractor itself throws when a scan gets no result.
-struct Failure : std::exception {
+struct Failure : Error {
     enum class Kind {
         // The model is unavailable, rate limited or busy: the scan stays pending and is tried later.
         retryLater,
@@ -24,23 +25,16 @@ struct Failure : std::exception {
         return Failure(Kind::failed, message, std::move(trace));
     }
 
-    // The message, for a person.
-    const char *what() const noexcept override { return utf8.constData(); }
-
     Kind kind;
-    QString message;
     // Only with `failed`.
     std::optional<Trace> trace;
 
 private:
     Failure(Kind kind, const QString &message, std::optional<Trace> trace)
-        : kind(kind)
-        , message(message)
+        : Error(message)
+        , kind(kind)
         , trace(std::move(trace))
-        , utf8(message.toUtf8())
     {
     }
-
-    QByteArray utf8;
 };
 } // namespace Extractor

@@ -59,14 +59,26 @@ QString oneLine(const QString &text)
         return Graphemes::left(line, longestText) + u'\u2026';
     return line;
 }
+QString described(Kind kind, const QString &text)
+{
+    const QString description = oneLine(text);
+    if (description.isEmpty())
+        return title(kind);
+    return title(kind) + u". " + description;
+}
 } // namespace
+
+Extractor::GenerationError::GenerationError(Kind kind, QString description, std::optional<QString> refusalExplanation)
+    : Error(described(kind, description))
+    , kind(kind)
+    , description(std::move(description))
+    , refusalExplanation(std::move(refusalExplanation))
+{
+}
 
 QString Extractor::describe(const GenerationError &error)
 {
-    const QString description = oneLine(error.description);
-    if (description.isEmpty())
-        return title(error.kind);
-    return title(error.kind) + u". " + description;
+    return error.message();
 }
 
 QString Extractor::explanation(const GenerationError &refusal)

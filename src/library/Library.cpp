@@ -1,11 +1,12 @@
 #include "library/Library.h"
 
-#include "library/FileManager.h"
-#include "library/Recognition.h"
+#include "library/Fields.h"
+#include "store/FolderScan.h"
 #include "store/FolderWatcher.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QPointer>
 #include <QSettings>
 
 namespace {
@@ -26,17 +27,40 @@ std::optional<QString> storedText(const QString &key)
 
 } // namespace
 
-Library::Library(QObject *parent)
+Library::Library(LibraryOptions options, QObject *parent)
     : QObject(parent)
-    , paused_(QSettings().value(pausedKey, false).toBool())
     , lastFolderPath_(storedText(folderPathKey))
-    , activity_(std::make_unique<ActivityLog>())
+    , model_(activity_, options.modelPoll)
+    , work_(catalogue_, activity_, model_, { options.modelRetry }, options.extraction)
+    , browsing_(catalogue_, options.searchDelay)
+    , editing_(catalogue_, work_)
 {
+    connect(&catalogue_, &Catalogue::documentsChanged, this, &Library::documentsChanged);
+    connect(&catalogue_, &Catalogue::organizationsChanged, this, &Library::organizationsChanged);
+    connect(&catalogue_, &Catalogue::pendingCountsChanged, this, &Library::pendingCountsChanged);
+    connect(&catalogue_, &Catalogue::customInstructionsChanged, this, &Library::customInstructionsChanged);
+    connect(&catalogue_, &Catalogue::listsRead, this, &Library::listsRead);
+    connect(&model_, &ModelWatch::problemChanged, this, &Library::modelProblemChanged);
+    connect(&work_, &WorkScheduler::pausedChanged, this, &Library::pausedChanged);
+    connect(&work_, &WorkScheduler::requestedChanged, this, &Library::requestedChanged);
+    connect(&work_, &WorkScheduler::currentOCRChanged, this, &Library::currentOCRChanged);
+    connect(&work_, &WorkScheduler::currentExtractionChanged, this, &Library::currentExtractionChanged);
+    connect(&work_, &WorkScheduler::modelWaitingChanged, this, &Library::modelWaitingChanged);
+    connect(&work_, &WorkScheduler::ocrProblemChanged, this, &Library::ocrProblemChanged);
+    connect(&work_, &WorkScheduler::readingChanged, this, &Library::readingChanged);
+    connect(&work_, &WorkScheduler::extractingChanged, this, &Library::extractingChanged);
+    connect(&work_, &WorkScheduler::pageRead, this, &Library::pageRead);
+    connect(&browsing_, &Browsing::sidebarChanged, this, &Library::sidebarChanged);
+    connect(&browsing_, &Browsing::yearChanged, this, &Library::yearChanged);
+    connect(&browsing_, &Browsing::kindChanged, this, &Library::kindChanged);
+    connect(&browsing_, &Browsing::searchTextChanged, this, &Library::searchTextChanged);
+    connect(&browsing_, &Browsing::searchMatchesChanged, this, &Library::searchMatchesChanged);
+    connect(&browsing_, &Browsing::sortOrderChanged, this, &Library::sortOrderChanged);
+    connect(&editing_, &Editing::editFailed, this, &Library::editFailed);
+
     syncTimer_.setSingleShot(true);
     syncTimer_.setInterval(1000);
     connect(&syncTimer_, &QTimer::timeout, this, [this] { sync(); });
-    searchTimer_.setSingleShot(true);
-    connect(&searchTimer_, &QTimer::timeout, this, &Library::searchNow);
     folderReturn_.setInterval(2000);
     connect(&folderReturn_, &QTimer::timeout, this, [this] {
         if (!folder_ || !QFileInfo(*folder_).isDir())
@@ -45,10 +69,15 @@ Library::Library(QObject *parent)
         folderReturn_.stop();
         watchFolder();
         [](QPointer<Library> self) -> QCoro::Task<> {
-            // The scans were shown missing without the catalogue knowing: read it again first.
-            co_await self->reload();
-            if (self)
-                co_await self->sync();
+            try {
+                // The scans were shown missing without the catalogue knowing: read it again first.
+                co_await self->catalogue_.reload();
+                if (self)
+                    co_await self->sync();
+            } catch (...) {
+                if (self)
+                    reportEscaped(self->activity_, QStringLiteral("Opening the folder again"));
+            }
         }(this);
     });
 }
@@ -78,42 +107,55 @@ void Library::chooseFolder(const std::function<std::optional<QString>(const QStr
         open(*chosen, true);
 }
 
-std::shared_ptr<Library::Store> Library::openStore(const QString &folder)
+std::shared_ptr<Catalogue::Store> Library::openStore(const QString &folder)
 {
     close();
     const QString path = QDir::cleanPath(QDir(folder).absolutePath());
-    std::shared_ptr<Store> store;
+    std::shared_ptr<Catalogue::Store> store;
     try {
         // Opening and migrating is quick next to everything after it, which runs in the background.
-        store = Store::makeNow(path);
+        store = Catalogue::Store::makeNow(path);
     } catch (const Database::Error &error) {
         assign(openError_,
             std::optional<QString>(QStringLiteral("Couldn't open ") + ScanStore::fileName + QStringLiteral(" in ")
                 + folderName(path) + QStringLiteral(": ") + error.message()),
-            &Library::openErrorChanged);
+            this, &Library::openErrorChanged);
         return nullptr;
     }
-    store_ = store;
-    assign(openError_, std::optional<QString>(), &Library::openErrorChanged);
-    assign(folder_, std::optional(path), &Library::folderChanged);
+    catalogue_.setStore(store, path);
+    assign(openError_, std::optional<QString>(), this, &Library::openErrorChanged);
+    assign(folder_, std::optional(path), this, &Library::folderChanged);
     return store;
 }
 
 void Library::open(const QString &folder, bool saveBookmark)
 {
-    const std::shared_ptr<Store> store = openStore(folder);
+    const std::shared_ptr<Catalogue::Store> store = openStore(folder);
     if (!store)
         return;
     const QString path = *folder_;
-
     if (saveBookmark) {
         QSettings settings;
         settings.setValue(folderBookmarkKey, path);
         settings.setValue(folderPathKey, path);
-        assign(lastFolderPath_, std::optional(path), &Library::lastFolderPathChanged);
+        assign(lastFolderPath_, std::optional(path), this, &Library::lastFolderPathChanged);
     }
     watchFolder();
     openInBackground(store);
+}
+
+QCoro::Task<bool> Library::openWithoutWork(QString folder)
+{
+    const std::shared_ptr<Catalogue::Store> store = openStore(folder);
+    if (!store)
+        co_return false;
+    work_.hold(true);
+    QPointer<Library> self(this);
+    co_await catalogue_.readInstructions();
+    if (!self || catalogue_.store() != store)
+        co_return false;
+    co_await catalogue_.reload();
+    co_return self &&catalogue_.store() == store;
 }
 
 void Library::watchFolder()
@@ -121,150 +163,97 @@ void Library::watchFolder()
     QPointer<Library> self(this);
     watcher_ = std::make_unique<FolderWatcher>(*folder_, [self] {
         if (self)
-            self->scheduleSync();
+            self->syncTimer_.start();
     });
 }
 
-QCoro::Task<> Library::openInBackground(std::shared_ptr<Store> store)
+QCoro::Task<> Library::openInBackground(std::shared_ptr<Catalogue::Store> store)
 {
     QPointer<Library> self(this);
-    std::optional<QString> instructions;
     try {
-        instructions = co_await store->run([](ScanStore &s) { return s.setting(QStringLiteral("instructions")); });
-    } catch (const std::exception &) {
+        co_await catalogue_.readInstructions();
+        if (!self || catalogue_.store() != store)
+            co_return;
+        co_await catalogue_.reload();
+        if (!self || catalogue_.store() != store)
+            co_return;
+        co_await work_.rereadGarbledScans();
+        if (!self || catalogue_.store() != store)
+            co_return;
+        co_await sync();
+    } catch (...) {
+        if (self)
+            reportEscaped(activity_, QStringLiteral("Opening the folder"));
     }
-    if (!self || store_ != store)
-        co_return;
-    assign(customInstructions_, instructions, &Library::customInstructionsChanged);
-    co_await reload();
-    if (!self || store_ != store)
-        co_return;
-    co_await rereadGarbledScans(store);
-    if (!self || store_ != store)
-        co_return;
-    co_await sync();
 }
 
 void Library::close()
 {
-    stopWork();
-    if (modelWatchTask_) {
-        modelWatchTask_->request_stop();
-        modelWatchTask_.reset();
-    }
-    modelChecked_ = false;
+    work_.stopWork();
+    work_.clearRequested();
+    work_.hold(false);
+    model_.reset();
     syncTimer_.stop();
     folderReturn_.stop();
     watcher_.reset();
-    store_.reset();
-    assign(folder_, std::optional<QString>(), &Library::folderChanged);
-    assign(documentsByID_, {}, &Library::documentsChanged);
-    assign(organizations_, {}, &Library::organizationsChanged);
-    assign(selection_, {}, &Library::selectionChanged);
-    resetBrowsing();
-    assign(customInstructions_, std::optional<QString>(), &Library::customInstructionsChanged);
+    catalogue_.setStore(nullptr, QString());
+    assign(folder_, std::optional<QString>(), this, &Library::folderChanged);
+    assign(selection_, {}, this, &Library::selectionChanged);
+    browsing_.reset();
 }
 
-QCoro::Task<> Library::reload()
+void Library::listsRead()
 {
-    std::shared_ptr<Store> store = store_;
-    if (!store)
-        co_return;
-    QPointer<Library> self(this);
-    std::vector<ScanDocument> documents;
-    std::vector<Organization> organizations;
-    try {
-        documents = co_await store->run([](ScanStore &s) { return s.documents(); });
-    } catch (const std::exception &) {
-    }
-    try {
-        organizations = co_await store->run([](ScanStore &s) { return s.organizations(); });
-    } catch (const std::exception &) {
-    }
-    if (!self || store_ != store)
-        co_return;
-    std::map<std::int64_t, ScanDocument> byID;
-    for (ScanDocument &document : documents)
-        byID.emplace(document.id, std::move(document));
-    assign(documentsByID_, std::move(byID), &Library::documentsChanged);
-    assign(organizations_, std::move(organizations), &Library::organizationsChanged);
     DocumentIDSet selection;
-    for (std::int64_t id : selection_) {
-        if (documentsByID_.contains(id))
+    for (const std::int64_t id : selection_) {
+        if (catalogue_.documentsByID().contains(id))
             selection.insert(id);
     }
-    assign(selection_, std::move(selection), &Library::selectionChanged);
-    reloadedBrowsing();
-    co_await updateCounts();
-    if (self && store_ == store && !searchText_.isEmpty())
-        runSearch(false);
+    assign(selection_, std::move(selection), this, &Library::selectionChanged);
 }
 
-QCoro::Task<> Library::refresh(DocumentIDs ids, bool organizations)
+void Library::rescan()
 {
-    std::shared_ptr<Store> store = store_;
-    if (!store)
-        co_return;
-    QPointer<Library> self(this);
-    std::vector<ScanDocument> documents;
-    if (!ids.empty()) {
-        try {
-            documents = co_await store->run([ids](ScanStore &s) { return s.documents(ids); });
-        } catch (const std::exception &) {
-        }
-    }
-    if (!self || store_ != store)
-        co_return;
-    std::map<std::int64_t, ScanDocument> byID = documentsByID_;
-    for (std::int64_t id : ids)
-        byID.erase(id);
-    for (ScanDocument &document : documents)
-        byID.insert_or_assign(document.id, std::move(document));
-    assign(documentsByID_, std::move(byID), &Library::documentsChanged);
-    if (organizations) {
-        std::vector<Organization> read;
-        try {
-            read = co_await store->run([](ScanStore &s) { return s.organizations(); });
-        } catch (const std::exception &) {
-        }
-        if (!self || store_ != store)
-            co_return;
-        assign(organizations_, std::move(read), &Library::organizationsChanged);
-    }
-    co_await updateCounts();
-    if (self && store_ == store && !searchText_.isEmpty())
-        runSearch(false);
+    sync();
 }
 
-QCoro::Task<> Library::updateCounts()
+QCoro::Task<> Library::sync()
 {
-    std::shared_ptr<Store> store = store_;
-    if (!store)
+    const std::shared_ptr<Catalogue::Store> store = catalogue_.store();
+    const std::optional<QString> folder = folder_;
+    if (!store || !folder)
         co_return;
+    if (!QFileInfo(*folder).isDir()) {
+        // The catalogue went with the folder, so nothing can be written: the scans show as missing
+        // until the folder is back, and then the catalogue has them all as they were.
+        work_.stopWork();
+        catalogue_.showAllMissing();
+        folderReturn_.start();
+        Q_EMIT synced();
+        co_return;
+    }
     QPointer<Library> self(this);
-    std::optional<ScanStore::PendingCounts> counts;
+    bool changed = false;
     try {
-        counts = co_await store->run([](ScanStore &s) { return s.pendingCounts(); });
+        changed = co_await store->run(
+            [folder = *folder](ScanStore &s) { return s.sync(enumeratePDFs(folder), fileHasher(folder)); });
     } catch (const std::exception &) {
+        // Nothing of a failed sync remains; the next change or rescan tries again.
     }
-    if (!self || !counts)
+    if (!self || catalogue_.store() != store)
         co_return;
-    if (pendingOCR_ != counts->ocr || pendingExtraction_ != counts->extract) {
-        pendingOCR_ = counts->ocr;
-        pendingExtraction_ = counts->extract;
-        Q_EMIT pendingCountsChanged();
+    if (changed) {
+        co_await catalogue_.reload();
+        if (!self || catalogue_.store() != store)
+            co_return;
     }
+    work_.startWork();
+    Q_EMIT synced();
 }
 
 void Library::setSelection(DocumentIDSet selection)
 {
-    assign(selection_, std::move(selection), &Library::selectionChanged);
-}
-
-void Library::revealDatabase()
-{
-    if (folder_)
-        showInFileManager(QDir(*folder_).filePath(ScanStore::fileName));
+    assign(selection_, std::move(selection), this, &Library::selectionChanged);
 }
 
 std::optional<QString> Library::url(const ScanDocument &document) const
@@ -274,14 +263,63 @@ std::optional<QString> Library::url(const ScanDocument &document) const
     return QDir(*folder_).filePath(document.path);
 }
 
+QStringList Library::presentFiles(const DocumentIDSet &ids) const
+{
+    QStringList files;
+    for (const ScanDocument *document : catalogue_.present(ids)) {
+        if (const std::optional<QString> file = url(*document))
+            files << *file;
+    }
+    return files;
+}
+
+std::optional<QString> Library::databasePath() const
+{
+    if (!folder_)
+        return std::nullopt;
+    return QDir(*folder_).filePath(ScanStore::fileName);
+}
+
 QCoro::Task<QStringList> Library::pages(ScanDocument document)
 {
-    std::shared_ptr<Store> store = store_;
-    if (!store)
-        co_return QStringList();
-    try {
-        co_return co_await store->run([id = document.id](ScanStore &s) { return s.pages(id); });
-    } catch (const std::exception &) {
+    return catalogue_.pages(document.id);
+}
+
+void Library::reveal(std::int64_t id)
+{
+    const auto found = documentsByID().find(id);
+    if (found == documentsByID().end())
+        return;
+    if (!browsing_.isVisible(found->second)) {
+        setSidebar(found->second.missing ? SidebarItem::problems() : SidebarItem::all());
+        setYearFilter(std::nullopt);
+        setKindFilter(std::nullopt);
+        setSearchText(QString());
     }
-    co_return QStringList();
+    setSelection({ id });
+}
+
+QCoro::Task<> Library::mergeOrganization(std::int64_t source, std::int64_t target)
+{
+    if (sidebar() == SidebarItem::organization(source))
+        setSidebar(SidebarItem::organization(target));
+    return editing_.mergeOrganization(source, target);
+}
+
+void Library::setLanguageModel(std::shared_ptr<Extractor::LanguageModel> model)
+{
+    model_.setLanguageModel(std::move(model));
+}
+
+void Library::modelSettingsChanged()
+{
+    model_.setLanguageModel(nullptr);
+}
+
+QCoro::Task<std::optional<Extractor::Trace>> Library::trace(std::int64_t id)
+{
+    const std::optional<QString> text = co_await catalogue_.trace(id);
+    if (!text)
+        co_return std::nullopt;
+    co_return Extractor::Trace::decode(text->toUtf8());
 }

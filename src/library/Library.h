@@ -1,17 +1,15 @@
 #pragma once
 
 #include "extract/ActivityLog.h"
-#include "extract/Extraction.h"
-#include "library/ModelGate.h"
-#include "library/SerialExecutor.h"
-#include "library/SidebarItem.h"
-#include "library/SortComparator.h"
-#include "store/ScanStore.h"
+#include "library/Browsing.h"
+#include "library/Catalogue.h"
+#include "library/Editing.h"
+#include "library/ModelWatch.h"
+#include "library/WorkScheduler.h"
 
 #include <QCoro/QCoroTask>
 #include <QDate>
 #include <QObject>
-#include <QPointer>
 #include <QString>
 #include <QTimer>
 
@@ -21,19 +19,26 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
-#include <stop_token>
 #include <vector>
 
 class FolderWatcher;
-class Recognition;
-class SerialExecutor;
 
-using DocumentIDSet = std::set<std::int64_t>;
+// How a front end sets a Library up.
+struct LibraryOptions {
+    // Whether scans are filed with the local model at all; off, only their text is read.
+    bool extraction = true;
+    // The pause in typing after which a search starts; a command line wants none.
+    std::chrono::milliseconds searchDelay = std::chrono::milliseconds(150);
+    // How long a busy model is waited for, and how often an unavailable one is asked whether it is back.
+    std::chrono::milliseconds modelRetry = std::chrono::seconds(15);
+    std::chrono::milliseconds modelPoll = std::chrono::seconds(20);
+};
 
-// The one controller both front ends share: the open scans folder, its catalogue, the in-memory copy of
-// the catalogue that the views show, and the background work on it. Lives on the main thread; every
-// field is read there and announces its changes with a signal, emitted only when the value changes.
+// The one controller both front ends share: the open scans folder, its catalogue, the copy of the
+// catalogue the views show, and the background work on it. Lives on the main thread; every field is read
+// there and announces its changes with a signal, emitted only when the value changes. The work is done
+// by its parts: the Catalogue (the lists), Browsing (filters, order, search), Editing (corrections), the
+// WorkScheduler (the two work loops) and the ModelWatch (the local model's availability).
 class Library : public QObject {
     Q_OBJECT
 public:
@@ -41,35 +46,33 @@ public:
     static inline const QString folderBookmarkKey = QStringLiteral("FolderBookmark");
     static inline const QString folderPathKey = QStringLiteral("FolderPath");
     static inline const QString folderOverrideKey = QStringLiteral("VellumarkFolder");
-    static inline const QString pausedKey = QStringLiteral("Paused");
-    // Catalogue setting marking a catalogue whose stored texts were checked for gibberish once.
-    static inline const QString checkedGarbledKey = QStringLiteral("checked_garbled_ocr");
+    static inline const QString pausedKey = WorkScheduler::pausedKey;
 
-    explicit Library(QObject *parent = nullptr);
+    explicit Library(LibraryOptions options = {}, QObject *parent = nullptr);
     ~Library() override;
 
     const std::optional<QString> &folder() const { return folder_; }
     const std::optional<QString> &openError() const { return openError_; }
-    const std::map<std::int64_t, ScanDocument> &documentsByID() const { return documentsByID_; }
-    const std::vector<Organization> &organizations() const { return organizations_; }
+    const std::map<std::int64_t, ScanDocument> &documentsByID() const { return catalogue_.documentsByID(); }
+    const std::vector<Organization> &organizations() const { return catalogue_.organizations(); }
     const DocumentIDSet &selection() const { return selection_; }
-    int pendingOCR() const { return pendingOCR_; }
-    int pendingExtraction() const { return pendingExtraction_; }
-    const std::optional<QString> &currentOCR() const { return currentOCR_; }
-    const std::optional<QString> &currentExtraction() const { return currentExtraction_; }
-    const std::optional<QString> &modelProblem() const { return modelProblem_; }
-    const std::optional<QString> &modelWaiting() const { return modelWaiting_; }
+    int pendingOCR() const { return catalogue_.pendingOCR(); }
+    int pendingExtraction() const { return catalogue_.pendingExtraction(); }
+    const std::optional<QString> &currentOCR() const { return work_.currentOCR(); }
+    const std::optional<QString> &currentExtraction() const { return work_.currentExtraction(); }
+    const std::optional<QString> &modelProblem() const { return model_.problem(); }
+    const std::optional<QString> &modelWaiting() const { return work_.modelWaiting(); }
     // Why text recognition can't run at all (a reading language isn't installed); no scan is blamed.
-    const std::optional<QString> &ocrProblem() const { return ocrProblem_; }
-    const std::optional<QString> &customInstructions() const { return customInstructions_; }
-    bool paused() const { return paused_; }
-    const DocumentIDSet &requested() const { return requested_; }
+    const std::optional<QString> &ocrProblem() const { return work_.ocrProblem(); }
+    const std::optional<QString> &customInstructions() const { return catalogue_.customInstructions(); }
+    bool paused() const { return work_.paused(); }
+    const DocumentIDSet &requested() const { return work_.requested(); }
     const std::optional<QString> &lastFolderPath() const { return lastFolderPath_; }
-    ActivityLog &activity() { return *activity_; }
+    ActivityLog &activity() { return activity_; }
     // Whether the recognition loop runs.
-    bool isReading() const { return ocrTask_.has_value(); }
+    bool isReading() const { return work_.isReading(); }
     // Whether the extraction loop runs, or is about to once the model has said whether it can be used.
-    bool isExtracting() const { return extractTask_.has_value() || checkingModel_; }
+    bool isExtracting() const { return work_.isExtracting(); }
 
     // Reopens the remembered folder: the VellumarkFolder preference first, else the one last chosen.
     void restore();
@@ -78,112 +81,98 @@ public:
     // Closes whatever is open, then opens `folder`: the catalogue, the watcher, then in the background
     // the lists, the gibberish check, a sync and the work.
     void open(const QString &folder, bool saveBookmark);
+    // Opens the folder's catalogue for one command-line command: the lists are read, but the folder is
+    // neither watched nor synchronised, and no work starts, not even after an edit. False, with
+    // openError set, when the catalogue can't be opened.
+    QCoro::Task<bool> openWithoutWork(QString folder);
     void setSelection(DocumentIDSet selection);
-    // Shows Vellumark.sqlite in the file manager.
-    void revealDatabase();
+    // The path of the scan's file, absent while no folder is open.
     std::optional<QString> url(const ScanDocument &document) const;
+    // The paths of the present scans' files among `ids`.
+    QStringList presentFiles(const DocumentIDSet &ids) const;
+    // The path of the catalogue file.
+    std::optional<QString> databasePath() const;
     QCoro::Task<QStringList> pages(ScanDocument document);
 
     // Lists the folder again and brings the catalogue up to date.
     void rescan();
     QCoro::Task<> sync();
 
-    void setPaused(bool paused);
+    void setPaused(bool paused) { work_.setPaused(paused); }
     // Works as if not paused until the folder is closed, without changing the stored preference.
-    void ignorePauseThisSession();
+    void ignorePauseThisSession() { work_.ignorePauseThisSession(); }
     // Has the scans done next, even while paused.
-    void request(const DocumentIDSet &ids);
+    void request(const DocumentIDSet &ids) { work_.request(ids); }
+    // Has the scans still being worked on filed next, even while paused.
+    void extractNow(const DocumentIDSet &ids) { work_.extractNow(ids); }
 
-    // ---- Browsing and search (LibraryBrowse.cpp) ----
-    // The four filters and the sort the table shows; a change only makes the views compute again,
-    // except that a new search text starts a search (after a pause in typing).
-    const std::optional<SidebarItem> &sidebar() const { return sidebar_; }
-    std::optional<int> year() const { return year_; }
-    const std::optional<QString> &kind() const { return kind_; }
-    const QString &searchText() const { return searchText_; }
-    // The scans matching the trimmed search text; absent when there is none.
-    const std::optional<DocumentIDSet> &searchMatches() const { return searchMatches_; }
-    const SortOrder &sortOrder() const { return sortOrder_; }
-    void setSidebar(std::optional<SidebarItem> item);
-    void setYearFilter(std::optional<int> year);
-    void setKindFilter(std::optional<QString> kind);
-    void setSearchText(QString text);
-    void setSortOrder(SortOrder order);
-    // Every scan whose file is present, in no particular order.
-    std::vector<ScanDocument> liveDocuments() const;
-    // What the table shows: the scans the sidebar, year, type and search let through, by path and then
-    // stably by the sort order.
-    std::vector<ScanDocument> visibleDocuments() const;
-    // The years of the present scans' dates, newest first.
-    std::vector<int> years() const;
-    // The document types present scans have, in the fixed order of the type list.
-    QStringList kinds() const;
-    // The number of scans a sidebar entry stands for.
-    int count(const SidebarItem &item) const;
-    // The pause in typing after which a search starts (0.15 s); tests shorten it.
-    void setSearchDelay(std::chrono::milliseconds delay) { searchDelay_ = delay; }
-
-    // ---- Editing (LibraryEdit.cpp) ----
-    // Each command changes the catalogue on the store's thread, then reads the lists again and starts
-    // the work. The returned task ends after that; callers may also drop it. A failure is announced by
-    // editFailed, and the lists are read again all the same.
-    QCoro::Task<> setOrganization(DocumentIDSet ids, std::optional<QString> name);
-    QCoro::Task<> setKind(DocumentIDSet ids, std::optional<QString> kind);
-    QCoro::Task<> setDate(DocumentIDSet ids, std::optional<QDate> date);
-    // Asks again (reextract) or reads again (rerunOCR); the scans are requested, so they go first.
-    QCoro::Task<> reextract(DocumentIDSet ids);
-    QCoro::Task<> rerunOCR(DocumentIDSet ids);
-    // A name that cleans to nothing is ignored; the name of another organization merges into it.
-    QCoro::Task<> renameOrganization(std::int64_t id, QString name);
-    QCoro::Task<> mergeOrganization(std::int64_t source, std::int64_t target);
-    QCoro::Task<> deleteOrganization(std::int64_t id);
-    // Asks the model again about every scan it filed or failed on; scans filed by hand stay.
-    QCoro::Task<> reextractAllFromModel();
-    // The same for those of them without an organization or a date.
-    QCoro::Task<> reextractIncomplete();
-    // Stores the folder's instructions for the model: absent when blank or the built-in default.
-    QCoro::Task<> setCustomInstructions(std::optional<QString> text, bool reextract);
-    // Deletes those of the scans whose file is missing.
-    QCoro::Task<> removeMissing(DocumentIDSet ids);
-    // Opens the present scans' files in the default PDF viewer.
-    void openInPreview(const DocumentIDSet &ids);
-    // Shows the present scans' files selected in the file manager.
-    void revealInFinder(const DocumentIDSet &ids);
+    // ---- Browsing and search ----
+    const std::optional<SidebarItem> &sidebar() const { return browsing_.sidebar(); }
+    std::optional<int> year() const { return browsing_.year(); }
+    const std::optional<QString> &kind() const { return browsing_.kind(); }
+    const QString &searchText() const { return browsing_.searchText(); }
+    const std::optional<DocumentIDSet> &searchMatches() const { return browsing_.searchMatches(); }
+    const SortOrder &sortOrder() const { return browsing_.sortOrder(); }
+    void setSidebar(std::optional<SidebarItem> item) { browsing_.setSidebar(std::move(item)); }
+    void setYearFilter(std::optional<int> year) { browsing_.setYearFilter(year); }
+    void setKindFilter(std::optional<QString> kind) { browsing_.setKindFilter(std::move(kind)); }
+    void setSearchText(QString text) { browsing_.setSearchText(std::move(text)); }
+    void setSortOrder(SortOrder order) { browsing_.setSortOrder(std::move(order)); }
+    std::vector<ScanDocument> liveDocuments() const { return browsing_.liveDocuments(); }
+    std::vector<ScanDocument> visibleDocuments() const { return browsing_.visibleDocuments(); }
+    std::vector<int> years() const { return browsing_.years(); }
+    QStringList kinds() const { return browsing_.kinds(); }
+    int count(const SidebarItem &item) const { return browsing_.count(item); }
     // Selects the scan, clearing the filters first when they hide it.
     void reveal(std::int64_t id);
-    // Opens the folder's catalogue for one command-line command: the lists are read, but the folder is
-    // neither watched nor synchronised, and no work starts, not even after an edit. False, with
-    // openError set, when the catalogue can't be opened.
-    QCoro::Task<bool> openWithoutWork(QString folder);
 
-    // The model that files the scans. By default the one the settings name, made when first needed;
-    // a front end may give another (one run's server and model), tests a scripted one.
+    // ---- Editing ----
+    QCoro::Task<> setOrganization(DocumentIDSet ids, std::optional<QString> name)
+    {
+        return editing_.setOrganization(std::move(ids), std::move(name));
+    }
+    QCoro::Task<> setKind(DocumentIDSet ids, std::optional<QString> kind)
+    {
+        return editing_.setKind(std::move(ids), std::move(kind));
+    }
+    QCoro::Task<> setDate(DocumentIDSet ids, std::optional<QDate> date)
+    {
+        return editing_.setDate(std::move(ids), date);
+    }
+    QCoro::Task<> reextract(DocumentIDSet ids) { return editing_.reextract(std::move(ids)); }
+    QCoro::Task<> rerunOCR(DocumentIDSet ids) { return editing_.rerunOCR(std::move(ids)); }
+    QCoro::Task<> renameOrganization(std::int64_t id, QString name)
+    {
+        return editing_.renameOrganization(id, std::move(name));
+    }
+    // The sidebar follows the organization merged away.
+    QCoro::Task<> mergeOrganization(std::int64_t source, std::int64_t target);
+    QCoro::Task<> deleteOrganization(std::int64_t id) { return editing_.deleteOrganization(id); }
+    QCoro::Task<> reextractAllFromModel() { return editing_.reextractAllFromModel(); }
+    QCoro::Task<> reextractIncomplete() { return editing_.reextractIncomplete(); }
+    QCoro::Task<> setCustomInstructions(std::optional<QString> text, bool reextract)
+    {
+        return editing_.setCustomInstructions(std::move(text), reextract);
+    }
+    QCoro::Task<> removeMissing(DocumentIDSet ids) { return editing_.removeMissing(std::move(ids)); }
+
+    // ---- The local model ----
+    // The model that files the scans: by default the one the settings name, made when first needed; a
+    // front end may give another (one run's server and model), tests a scripted one. A change, like a
+    // change of the model settings (`modelSettingsChanged`), stops waiting for the old model and asks
+    // the new one at once.
     void setLanguageModel(std::shared_ptr<Extractor::LanguageModel> model);
-    // How long the extraction loop waits before asking a busy model again, and how often an
-    // unavailable model is asked whether it is back.
-    struct ModelTiming {
-        std::chrono::milliseconds retry = std::chrono::seconds(15);
-        std::chrono::milliseconds availabilityPoll = std::chrono::seconds(20);
-    };
-    void setModelTiming(ModelTiming timing) { modelTiming_ = timing; }
-    // Whether scans are filed at all; off, only their text is read.
-    void setExtractionEnabled(bool enabled) { extractionEnabled_ = enabled; }
-    // Has the scans still being worked on filed next, even while paused.
-    void extractNow(const DocumentIDSet &ids);
-    // What the model makes of one scan with the given instructions; nothing is stored.
-    struct Trial {
-        std::optional<Extractor::Output> output;
-        std::optional<Extractor::Trace> trace;
-        std::optional<QString> message;
-    };
-    QCoro::Task<Trial> tryExtraction(std::int64_t id, QString instructions);
+    // The model settings were changed: the model they name now is used from here on.
+    void modelSettingsChanged();
+    using Trial = WorkScheduler::Trial;
+    QCoro::Task<Trial> tryExtraction(std::int64_t id, QString instructions)
+    {
+        return work_.tryExtraction(id, std::move(instructions));
+    }
     // The scan's last stored transcript; absent when there is none or it can't be read.
     QCoro::Task<std::optional<Extractor::Trace>> trace(std::int64_t id);
     // How many scans the model filed (0 when no folder is open or the catalogue can't say).
-    QCoro::Task<int> modelExtractionCount();
-    // Shows the requests for one scan in the activity log as they start and end; callable from the
-    // model's thread, harmless once the library is gone.
-    Extractor::AttemptObserver activityObserver(const QString &file);
+    QCoro::Task<int> modelExtractionCount() { return catalogue_.modelExtractionCount(); }
 
 Q_SIGNALS:
     void folderChanged();
@@ -207,7 +196,6 @@ Q_SIGNALS:
     void synced();
     // A page of the scan being read was done; `index` counts from 0.
     void pageRead(int index, int count);
-    // Browsing and search.
     void sidebarChanged();
     void yearChanged();
     void kindChanged();
@@ -218,119 +206,26 @@ Q_SIGNALS:
     void editFailed(const QString &message);
 
 private:
-    using Store = Serial<ScanStore>;
-
     void close();
     // Closes, then opens the folder's catalogue and sets `folder`; null, with openError set, on failure.
-    std::shared_ptr<Store> openStore(const QString &folder);
-    QCoro::Task<> openInBackground(std::shared_ptr<Store> store);
-    QCoro::Task<> reload();
-    QCoro::Task<> refresh(DocumentIDs ids, bool organizations);
-    QCoro::Task<> updateCounts();
-    void scheduleSync();
+    std::shared_ptr<Catalogue::Store> openStore(const QString &folder);
+    QCoro::Task<> openInBackground(std::shared_ptr<Catalogue::Store> store);
     void watchFolder();
-
-    // The scheduler.
-    void startWork();
-    void stopWork();
-    void startExtraction();
-    bool extractionWanted() const;
-    void applyAvailability(const Extractor::Availability &availability);
-    void setExtractTask(std::optional<std::stop_source> task);
-    std::shared_ptr<Extractor::LanguageModel> languageModel();
-    bool hasRequested(const std::function<bool(const ScanDocument &)> &predicate) const;
-
-    // The recognition loop.
-    QCoro::Task<> runOCR(std::stop_token stop);
-    QCoro::Task<std::optional<ScanStore::OCRJob>> nextOCRJob(std::shared_ptr<Store> store);
-    QCoro::Task<> rereadGarbledScans(std::shared_ptr<Store> store);
-
-    // ---- Browsing, search and editing ----
-    // Whether the filters let the scan through to the table.
-    bool isVisible(const ScanDocument &document) const;
-    void runSearch(bool debounce);
-    // Runs the query for the current text now; its answer is published unless a newer search started.
-    void searchNow();
-    QCoro::Task<> searchInBackground(std::shared_ptr<Store> store, QString text, int generation);
-    // After a reload: the sidebar leaves an organization that is gone, and the search runs again.
-    void reloadedBrowsing();
-    void resetBrowsing();
-    QCoro::Task<> edit(std::function<void(ScanStore &)> body);
-    std::vector<QString> presentFiles(const DocumentIDSet &ids) const;
-
-    // The extraction loop and the watch on the model's availability.
-    QCoro::Task<> runExtraction(std::stop_token stop);
-    QCoro::Task<std::optional<ScanStore::ExtractionJob>> nextExtractionJob(std::shared_ptr<Store> store);
-    QCoro::Task<> checkModel(std::shared_ptr<Store> store);
-    void startModelWatch();
-    QCoro::Task<> watchModelAvailability(std::stop_token stop);
-    void trimRequested();
-
-    template <typename T> void assign(T &field, T value, void (Library::*changed)())
-    {
-        if (field == value)
-            return;
-        field = std::move(value);
-        Q_EMIT(this->*changed)();
-    }
-    void setCurrentOCR(std::optional<QString> name)
-    {
-        assign(currentOCR_, std::move(name), &Library::currentOCRChanged);
-    }
-    void setRequested(DocumentIDSet ids) { assign(requested_, std::move(ids), &Library::requestedChanged); }
+    // New lists: the selection keeps only scans still there.
+    void listsRead();
 
     std::optional<QString> folder_;
     std::optional<QString> openError_;
-    std::map<std::int64_t, ScanDocument> documentsByID_;
-    std::vector<Organization> organizations_;
     DocumentIDSet selection_;
-    int pendingOCR_ = 0;
-    int pendingExtraction_ = 0;
-    std::optional<QString> currentOCR_;
-    std::optional<QString> currentExtraction_;
-    std::optional<QString> modelProblem_;
-    std::optional<QString> modelWaiting_;
-    std::optional<QString> ocrProblem_;
-    std::optional<QString> customInstructions_;
-    bool paused_ = false;
-    DocumentIDSet requested_;
     std::optional<QString> lastFolderPath_;
-    std::unique_ptr<ActivityLog> activity_;
-
-    std::shared_ptr<Store> store_;
+    ActivityLog activity_;
+    Catalogue catalogue_;
+    ModelWatch model_;
+    WorkScheduler work_;
+    Browsing browsing_;
+    Editing editing_;
     std::unique_ptr<FolderWatcher> watcher_;
-    std::shared_ptr<Recognition> recognition_;
-    // A running loop is represented by the source that stops it.
-    std::optional<std::stop_source> ocrTask_;
-    std::optional<std::stop_source> extractTask_;
-    std::optional<std::stop_source> modelWatchTask_;
-    // An availability check under way, and whether this folder's model was asked at all.
-    bool checkingModel_ = false;
-    bool modelChecked_ = false;
-    std::shared_ptr<Extractor::LanguageModel> model_;
-    // The model's calls block; they run here, one at a time.
-    std::unique_ptr<SerialExecutor> modelThread_;
-    ModelGate modelGate_;
-    ModelTiming modelTiming_;
-    bool extractionEnabled_ = true;
-    int workGeneration_ = 0;
     QTimer syncTimer_;
     // While the open folder is gone (an unmounted disk, a folder moved away), looks for its return.
     QTimer folderReturn_;
-
-    std::optional<SidebarItem> sidebar_ = SidebarItem::all();
-    std::optional<int> year_;
-    std::optional<QString> kind_;
-    QString searchText_;
-    std::optional<DocumentIDSet> searchMatches_;
-    SortOrder sortOrder_ = defaultSortOrder();
-    std::chrono::milliseconds searchDelay_ { 150 };
-    QTimer searchTimer_;
-    // Raised by every new search and by closing; a search of an older generation publishes nothing.
-    int searchGeneration_ = 0;
-    // Set by openWithoutWork until the folder is closed.
-    bool workHeld_ = false;
 };
-
-// The ids, ascending, whose page samples look like gibberish.
-DocumentIDs garbledDocuments(const QHash<std::int64_t, QStringList> &samples);

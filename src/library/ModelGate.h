@@ -1,11 +1,11 @@
 #pragma once
 
+#include "core/Cancellation.h"
+
 #include <QCoro/QCoroTask>
 
 #include <memory>
 #include <stop_token>
-
-#include "core/Cancellation.h"
 
 // Lets one caller at a time use the model, for a whole scan: the extraction loop and the instructions
 // trial. Callers waiting for it are served first in, first out. For coroutines on the main thread only.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "library/Library.h"
+#include "library/Catalogue.h"
 
 #include <memory>
 #include <optional>
@@ -8,7 +8,7 @@
 // The next scan for a work loop: one of the requested scans when one is ready, else, unless work is
 // paused, whichever the store offers next. A failing query counts as no job.
 template <typename Job>
-QCoro::Task<std::optional<Job>> nextJob(std::shared_ptr<Serial<ScanStore>> store, DocumentIDSet requested, bool paused,
+QCoro::Task<std::optional<Job>> nextJob(std::shared_ptr<Catalogue::Store> store, DocumentIDSet requested, bool paused,
     std::optional<Job> (ScanStore::*next)(const std::optional<DocumentIDs> &))
 {
     if (!requested.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Error.h"
 #include "ocr/Reading.h"
 
 #include <QString>
@@ -27,17 +28,8 @@ struct Result {
 };
 
 // A file that can't be read as scanned pages. `message` is what the person is shown.
-struct Failure : std::exception {
-    explicit Failure(QString message)
-        : message(std::move(message))
-        , utf8(this->message.toUtf8())
-    {
-    }
-    const char *what() const noexcept override { return utf8.constData(); }
-    QString message;
-
-private:
-    QByteArray utf8;
+struct Failure : Error {
+    using Error::Error;
 };
 
 // Called after each page with its zero-based index and the page count.

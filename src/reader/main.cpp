@@ -199,7 +199,7 @@ void read(TextRecognizer &recognizer, const QString &path)
             [](const QString &sha256) { send(ReaderProtocol::message(Kind::hash, sha256)); });
         send(ReaderProtocol::message(Kind::done));
     } catch (const OCR::Failure &failure) {
-        send(ReaderProtocol::message(Kind::failed, failure.message));
+        send(ReaderProtocol::message(Kind::failed, failure.message()));
     } catch (const std::bad_alloc &) {
         send(ReaderProtocol::message(Kind::failed, ReaderProtocol::tooLarge));
         // What was half built may be lost for good: the next file gets a fresh reader.
@@ -239,7 +239,7 @@ int main(int argc, char *argv[])
         TextQuality::useLanguages(languages);
         warmUp(*recognizer);
     } catch (const OCR::Failure &failure) {
-        send(ReaderProtocol::message(Kind::unavailable, failure.message));
+        send(ReaderProtocol::message(Kind::unavailable, failure.message()));
         ::_exit(0);
     }
     if (const std::optional<QString> problem = Confinement::apply()) {

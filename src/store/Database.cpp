@@ -4,12 +4,6 @@
 
 #include <sqlite3.h>
 
-Database::Error::Error(QString message)
-    : message_(std::move(message))
-    , utf8_(message_.toStdString())
-{
-}
-
 Database::Database(const QString &path)
 {
     const QByteArray file = QFile::encodeName(path);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Error.h"
+
 #include <QString>
 
 #include <cstdint>
@@ -56,17 +58,9 @@ class Statement;
 // One connection to a catalogue file. Every failure is a Database::Error carrying SQLite's own message.
 class Database {
 public:
-    class Error : public std::exception {
+    class Error : public ::Error {
     public:
-        explicit Error(QString message);
-        const QString &message() const { return message_; }
-        // Exactly the message, nothing added.
-        QString errorDescription() const { return message_; }
-        const char *what() const noexcept override { return utf8_.c_str(); }
-
-    private:
-        QString message_;
-        std::string utf8_;
+        using ::Error::Error;
     };
 
     // Opens or creates the file at `path`.

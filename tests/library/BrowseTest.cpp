@@ -102,7 +102,23 @@ TEST_F(Browse, sidebarViewsYearAndTypeFiltersAndTheirOrders)
         (Ids { modelFailed, unreadable, reading, extracting, shortDate, undated, later, sameDay, older }));
 }
 
-TEST_F(Browse, searchFindsEveryWordAsAPrefixAndThreeBlanksClearIt)
+// Browsing on its own, over a catalogue read once, with the pause in typing a test chooses.
+class Search : public CatalogueLibrary {
+protected:
+    Browsing &browse(std::chrono::milliseconds delay)
+    {
+        const QString path = folder.path();
+        catalogue.setStore(Catalogue::Store::makeNow(path), path);
+        blockingWait(catalogue.reload());
+        browsing = std::make_unique<Browsing>(catalogue, delay);
+        return *browsing;
+    }
+
+    Catalogue catalogue;
+    std::unique_ptr<Browsing> browsing;
+};
+
+TEST_F(Search, findsEveryWordAsAPrefixIgnoringCaseAccentsAndPunctuationAndBlanksClearIt)
 {
     const auto acme = organization(QStringLiteral("Acme Bank"));
     const auto statement = add({ .path = QStringLiteral("2024/statement.pdf"),
@@ -115,57 +131,61 @@ TEST_F(Browse, searchFindsEveryWordAsAPrefixAndThreeBlanksClearIt)
         QStringLiteral("Acme wrote to the Bänker about \"quotes\""));
     add({ .path = QStringLiteral("other.pdf"), .ocrStatus = done, .extractStatus = done },
         QStringLiteral("Nothing to see"));
-    Library &library = open();
-    library.setSearchDelay(std::chrono::milliseconds(0));
+    Browsing &search = browse(std::chrono::milliseconds(0));
 
-    library.setSearchText(QStringLiteral("acme bank"));
-    ASSERT_TRUE(waitUntil([&] { return library.searchMatches().has_value(); }));
-    EXPECT_EQ(library.searchMatches(), (DocumentIDSet { statement, letter }));
-    EXPECT_EQ(visibleIDs(), (Ids { statement, letter }));
+    search.setSearchText(QStringLiteral("acme bank"));
+    ASSERT_TRUE(waitUntil([&] { return search.searchMatches().has_value(); }));
+    EXPECT_EQ(search.searchMatches(), (DocumentIDSet { statement, letter }));
+    EXPECT_EQ(search.visibleDocuments().size(), 2u);
 
-    library.setSearchText(QStringLiteral("\"quotes\" banker"));
-    ASSERT_TRUE(waitUntil([&] { return library.searchMatches() == DocumentIDSet { letter }; }));
+    search.setSearchText(QStringLiteral("\"quotes\" banker"));
+    ASSERT_TRUE(waitUntil([&] { return search.searchMatches() == DocumentIDSet { letter }; }));
 
-    library.setSearchText(QStringLiteral("   "));
-    EXPECT_EQ(library.searchMatches(), std::nullopt);
-    EXPECT_EQ(visibleIDs().size(), 3u);
+    search.setSearchText(QStringLiteral("   "));
+    EXPECT_EQ(search.searchMatches(), std::nullopt);
+    EXPECT_EQ(search.visibleDocuments().size(), 3u);
 
-    // Reopening with a search text set searches again at once; closing cleared the result.
-    library.setSearchDelay(std::chrono::hours(1));
-    library.setSearchText(QStringLiteral("monthly"));
-    EXPECT_TRUE(blockingWait(library.openWithoutWork(folder.path())));
-    ASSERT_TRUE(waitUntil([&] { return library.searchMatches().has_value(); }));
-    EXPECT_EQ(library.searchMatches(), DocumentIDSet { statement });
-    EXPECT_EQ(library.sidebar(), SidebarItem::all());
+    // New lists run the search again at once, whatever the pause.
+    search.setSearchText(QStringLiteral("monthly"));
+    ASSERT_TRUE(waitUntil([&] { return search.searchMatches() == DocumentIDSet { statement }; }));
+    db->run(QStringLiteral("UPDATE documents_fts SET text = 'monthly' WHERE rowid = ?"), { letter });
+    blockingWait(catalogue.reload());
+    ASSERT_TRUE(waitUntil([&] { return search.searchMatches() == DocumentIDSet { statement, letter }; }));
 }
 
-TEST_F(Browse, aStaleSearchNeverOverwritesANewerOne)
+TEST_F(Search, aStaleSearchNeverOverwritesANewerOne)
 {
     add({ .path = QStringLiteral("alpha.pdf"), .ocrStatus = done }, QStringLiteral("alpha"));
     const auto beta = add({ .path = QStringLiteral("beta.pdf"), .ocrStatus = done }, QStringLiteral("beta"));
-    Library &library = open();
+    Browsing &search = browse(std::chrono::milliseconds(0));
     std::vector<std::optional<DocumentIDSet>> published;
-    // The connection ends with this test, before `published` goes.
-    QObject scope;
     QObject::connect(
-        &library, &Library::searchMatchesChanged, &scope, [&] { published.push_back(library.searchMatches()); });
+        &search, &Browsing::searchMatchesChanged, &search, [&] { published.push_back(search.searchMatches()); });
 
     // Without a pause both queries reach the store, and the first one's answer comes back first. The
     // catalogue is locked until both have started, so that the first can't be answered before that.
-    library.setSearchDelay(std::chrono::milliseconds(0));
     db->execute(QStringLiteral("BEGIN EXCLUSIVE"));
-    library.setSearchText(QStringLiteral("alpha"));
-    library.setSearchText(QStringLiteral("beta"));
+    search.setSearchText(QStringLiteral("alpha"));
+    search.setSearchText(QStringLiteral("beta"));
     db->execute(QStringLiteral("COMMIT"));
-    ASSERT_TRUE(waitUntil([&] { return library.searchMatches().has_value(); }));
+    ASSERT_TRUE(waitUntil([&] { return search.searchMatches().has_value(); }));
     QCoreApplication::processEvents();
     EXPECT_EQ(published, (std::vector<std::optional<DocumentIDSet>> { DocumentIDSet { beta } }));
+}
 
-    // While a new search waits for the pause in typing, the last result stays.
-    library.setSearchDelay(std::chrono::hours(1));
-    library.setSearchText(QStringLiteral("alph"));
+TEST_F(Search, whileANewSearchWaitsForThePauseInTypingTheLastResultStays)
+{
+    const auto beta = add({ .path = QStringLiteral("beta.pdf"), .ocrStatus = done }, QStringLiteral("beta"));
+    Browsing &search = browse(std::chrono::hours(1));
+    search.setSearchText(QStringLiteral("beta"));
+    search.setSearchText(QStringLiteral("bet"));
     QCoreApplication::processEvents();
-    EXPECT_EQ(library.searchMatches(), DocumentIDSet { beta });
+    EXPECT_EQ(search.searchMatches(), std::nullopt);
+    blockingWait(catalogue.reload());
+    ASSERT_TRUE(waitUntil([&] { return search.searchMatches() == DocumentIDSet { beta }; }));
+    search.setSearchText(QStringLiteral("alph"));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(search.searchMatches(), DocumentIDSet { beta });
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "library/Library.h"
 #include "store/Migrations.h"
 #include "support/CatalogueFixtures.h"
+#include "support/Printing.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -51,7 +52,9 @@ protected:
 
     Library &open()
     {
-        library = std::make_unique<Library>();
+        LibraryOptions options;
+        options.searchDelay = std::chrono::milliseconds(0);
+        library = std::make_unique<Library>(options);
         EXPECT_TRUE(blockingWait(library->openWithoutWork(folder.path())));
         return *library;
     }

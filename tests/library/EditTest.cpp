@@ -28,6 +28,15 @@ protected:
                                     "a.organization_id WHERE a.alias_key = '")
             + key + QLatin1Char('\''));
     }
+    // An edit reads again only what it changed, and the lists come out as a full reading gives them.
+    void expectAsReadAfresh()
+    {
+        Catalogue afresh;
+        afresh.setStore(Catalogue::Store::makeNow(folder.path()), folder.path());
+        blockingWait(afresh.reload());
+        EXPECT_EQ(library->documentsByID(), afresh.documentsByID());
+        EXPECT_EQ(library->organizations(), afresh.organizations());
+    }
 };
 
 TEST_F(Edit, filingByHandLearnsTheOverruledAnswersAndClearingRemovesEmptyOrganizations)
@@ -52,6 +61,7 @@ TEST_F(Edit, filingByHandLearnsTheOverruledAnswersAndClearingRemovesEmptyOrganiz
     EXPECT_EQ(document(first).organizationName, QStringLiteral("Bigco Holdings"));
     EXPECT_EQ(document(first).extractStatus, ExtractStatus::manual);
     EXPECT_EQ(aliasOf(QStringLiteral("acme")), QStringLiteral("Bigco Holdings"));
+    expectAsReadAfresh();
 
     // Manual scans teach nothing; with no organization left to file under, Bigco goes.
     blockingWait(library.setOrganization({ first, second }, std::nullopt));
@@ -59,7 +69,6 @@ TEST_F(Edit, filingByHandLearnsTheOverruledAnswersAndClearingRemovesEmptyOrganiz
     EXPECT_TRUE(library.organizations().empty());
     EXPECT_EQ(value(QStringLiteral("SELECT COUNT(*) FROM organization_aliases")), QStringLiteral("0"));
     // The search index follows.
-    library.setSearchDelay(std::chrono::milliseconds(0));
     library.setSearchText(QStringLiteral("bigco"));
     ASSERT_TRUE(waitUntil([&] { return library.searchMatches().has_value(); }));
     EXPECT_EQ(library.searchMatches(), DocumentIDSet {});
@@ -72,30 +81,43 @@ TEST_F(Edit, renamingOrMergingIntoAnotherOrganizationMovesTheSidebarAlong)
     const auto zeta = organization(QStringLiteral("Zeta"));
     const auto a
         = add({ .path = QStringLiteral("a.pdf"), .ocrStatus = done, .extractStatus = done, .organizationID = acme });
-    add({ .path = QStringLiteral("b.pdf"), .ocrStatus = done, .extractStatus = done, .organizationID = bigco });
+    const auto b
+        = add({ .path = QStringLiteral("b.pdf"), .ocrStatus = done, .extractStatus = done, .organizationID = bigco });
     add({ .path = QStringLiteral("z.pdf"), .ocrStatus = done, .extractStatus = done, .organizationID = zeta });
+    const auto unfiled = add({ .path = QStringLiteral("u.pdf"), .ocrStatus = done, .extractStatus = done });
     Library &library = open();
 
     // A name that cleans to nothing is ignored.
     blockingWait(library.renameOrganization(acme, QStringLiteral(" n/a ")));
     EXPECT_EQ(organizationNames().front(), QStringLiteral("Acme:1"));
 
+    blockingWait(library.renameOrganization(bigco, QStringLiteral("Bigco Group")));
+    EXPECT_EQ(document(b).organizationName, QStringLiteral("Bigco Group"));
+    expectAsReadAfresh();
+
     library.setSidebar(SidebarItem::organization(acme));
-    blockingWait(library.renameOrganization(acme, QStringLiteral("BIGCO")));
-    EXPECT_EQ(organizationNames(), (std::vector<QString> { QStringLiteral("Bigco:2"), QStringLiteral("Zeta:1") }));
+    blockingWait(library.renameOrganization(acme, QStringLiteral("BIGCO GROUP")));
+    EXPECT_EQ(
+        organizationNames(), (std::vector<QString> { QStringLiteral("Bigco Group:2"), QStringLiteral("Zeta:1") }));
     EXPECT_EQ(document(a).organizationID, bigco);
     EXPECT_EQ(library.sidebar(), SidebarItem::all());
-    EXPECT_EQ(aliasOf(QStringLiteral("acme")), QStringLiteral("Bigco"));
+    EXPECT_EQ(aliasOf(QStringLiteral("acme")), QStringLiteral("Bigco Group"));
+    expectAsReadAfresh();
 
     library.setSidebar(SidebarItem::organization(zeta));
     blockingWait(library.mergeOrganization(zeta, bigco));
     EXPECT_EQ(library.sidebar(), SidebarItem::organization(bigco));
-    EXPECT_EQ(organizationNames(), (std::vector<QString> { QStringLiteral("Bigco:3") }));
+    EXPECT_EQ(organizationNames(), (std::vector<QString> { QStringLiteral("Bigco Group:3") }));
+    expectAsReadAfresh();
 
+    // A scan no edit touched is not read again: a change behind the library's back stays unseen.
+    db->run(QStringLiteral("UPDATE documents SET doc_kind = 'Letter' WHERE id = ?"), { unfiled });
     blockingWait(library.deleteOrganization(bigco));
     EXPECT_TRUE(library.organizations().empty());
     EXPECT_EQ(library.sidebar(), SidebarItem::all());
     EXPECT_EQ(document(a).extractStatus, ExtractStatus::done);
+    EXPECT_EQ(document(a).organizationID, std::nullopt);
+    EXPECT_EQ(document(unfiled).kind, std::nullopt);
 }
 
 TEST_F(Edit, factsStatusesAndBulkReextraction)

@@ -54,8 +54,8 @@ ScriptedModel::Reply billsOnly(const ScriptedModel::Call &call, const std::stop_
 
 TEST_F(ExtractionLoop, filesScansKeepsTheirTranscriptsAndGivesUpOnThoseNoPageAnswers)
 {
-    scan(QStringLiteral("water.pdf"), scanPdf({ textPage(waterBill) }));
-    scan(QStringLiteral("club/news.pdf"), scanPdf({ textPage(newsletter) }));
+    fakeScan(QStringLiteral("water.pdf"), { waterBill });
+    fakeScan(QStringLiteral("club/news.pdf"), { newsletter });
     model->setRule(billsOnly);
     openLibrary(model);
     ASSERT_TRUE(waitForQuiet());
@@ -118,15 +118,14 @@ TEST_F(ExtractionLoop, filesScansKeepsTheirTranscriptsAndGivesUpOnThoseNoPageAns
 
 TEST_F(ExtractionLoop, aBusyModelIsAskedAgainUntilItAnswersAndNoScanIsMarked)
 {
-    scan(QStringLiteral("water.pdf"), scanPdf({ textPage(waterBill) }));
+    fakeScan(QStringLiteral("water.pdf"), { waterBill });
     std::atomic<bool> busy = true;
     model->setRule([&busy](const ScriptedModel::Call &call, const std::stop_token &stop) -> ScriptedModel::Reply {
         if (busy)
             return Script::error(Kind::concurrentRequests, QStringLiteral("server busy"));
         return billsOnly(call, stop);
     });
-    library = std::make_unique<Library>();
-    library->setModelTiming({ 30ms, 30ms });
+    library = std::make_unique<Library>(options());
     library->setLanguageModel(model);
     library->open(folder.path(), false);
 
@@ -144,7 +143,7 @@ TEST_F(ExtractionLoop, aBusyModelIsAskedAgainUntilItAnswersAndNoScanIsMarked)
 
 TEST_F(ExtractionLoop, pausingWhileTheModelWorksLeavesTheScanPending)
 {
-    scan(QStringLiteral("water.pdf"), scanPdf({ textPage(waterBill) }));
+    fakeScan(QStringLiteral("water.pdf"), { waterBill });
     std::atomic<bool> hold = true;
     model->setRule([&hold](const ScriptedModel::Call &call, const std::stop_token &stop) -> ScriptedModel::Reply {
         while (hold && !stop.stop_requested())
@@ -172,7 +171,7 @@ TEST_F(ExtractionLoop, pausingWhileTheModelWorksLeavesTheScanPending)
 
 TEST_F(ExtractionLoop, aServerThatGoesAwayIsWatchedAndItsReturnResumesFiling)
 {
-    scan(QStringLiteral("water.pdf"), scanPdf({ textPage(waterBill) }));
+    fakeScan(QStringLiteral("water.pdf"), { waterBill });
     const QString gone = QStringLiteral("The model server at 127.0.0.1:11434 isn't answering");
     // The server stops while the first page is asked about.
     model->setRule([model = model.get(), gone](
@@ -183,8 +182,7 @@ TEST_F(ExtractionLoop, aServerThatGoesAwayIsWatchedAndItsReturnResumesFiling)
         }
         return billsOnly(call, stop);
     });
-    library = std::make_unique<Library>();
-    library->setModelTiming({ 30ms, 30ms });
+    library = std::make_unique<Library>(options());
     library->setLanguageModel(model);
     library->open(folder.path(), false);
 
@@ -206,6 +204,26 @@ TEST_F(ExtractionLoop, aServerThatGoesAwayIsWatchedAndItsReturnResumesFiling)
     ASSERT_EQ(queue.size(), 4u);
     EXPECT_EQ(queue[2], QStringLiteral(": Local model available / "));
     EXPECT_EQ(queue[3], QStringLiteral("water.pdf: Filed / Acme Water, Utility bill, no date"));
+}
+
+TEST_F(ExtractionLoop, anotherModelChosenWhileTheFirstIsAwayIsAskedAtOnce)
+{
+    fakeScan(QStringLiteral("water.pdf"), { waterBill });
+    const auto away = std::make_shared<ScriptedModel>();
+    away->setAvailability({ false, QStringLiteral("The model server at 127.0.0.1:9 isn't answering") });
+    // The old model would only be asked again in an hour.
+    LibraryOptions patient = options();
+    patient.modelPoll = std::chrono::hours(1);
+    library = std::make_unique<Library>(patient);
+    library->setLanguageModel(away);
+    library->open(folder.path(), false);
+    ASSERT_TRUE(waitUntil([&] { return library->modelProblem().has_value() && library->pendingOCR() == 0; }));
+
+    model->setRule(billsOnly);
+    library->setLanguageModel(model);
+    ASSERT_TRUE(waitUntil([&] { return library->pendingExtraction() == 0 && !library->isExtracting(); }));
+    EXPECT_EQ(library->modelProblem(), std::nullopt);
+    EXPECT_EQ(document(QStringLiteral("water.pdf"))->extractStatus, ExtractStatus::done);
 }
 
 } // namespace

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "library/Library.h"
+#include "support/FakeScans.h"
 #include "support/ScanPdf.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -44,13 +46,26 @@ inline ScanPage textPage(const QString &line)
 
 class LibraryTest : public ::testing::Test {
 protected:
-    void SetUp() override { QSettings().clear(); }
+    // Scans are read by the fake reader unless a test needs real recognition.
+    void SetUp() override
+    {
+        QSettings().clear();
+        qputenv("VELLUMARK_READER", QFile::encodeName(fakeReaderProgram()));
+    }
+    void useRealReader() { qunsetenv("VELLUMARK_READER"); }
     void TearDown() override
     {
         library.reset();
         // Let loops that were stopped wind down before the next test.
         QCoreApplication::processEvents();
         QSettings().clear();
+    }
+
+    QString fakeScan(const QString &name, const QStringList &pages = { QString() })
+    {
+        const QString path = QDir(folder.path()).filePath(name);
+        writeFakeScan(path, pages);
+        return path;
     }
 
     QString scan(const QString &name, const QByteArray &bytes)
@@ -64,8 +79,7 @@ protected:
     // With `model`, scans are filed by it; without, only their text is read.
     Library &openLibrary(std::shared_ptr<Extractor::LanguageModel> model = nullptr)
     {
-        library = std::make_unique<Library>();
-        library->setExtractionEnabled(model != nullptr);
+        library = std::make_unique<Library>(options(model != nullptr));
         if (model)
             library->setLanguageModel(std::move(model));
         bool synced = false;
@@ -75,6 +89,17 @@ protected:
         library->open(folder.path(), false);
         EXPECT_TRUE(waitUntil([&] { return synced; }));
         return *library;
+    }
+
+    // Short waits for a busy or absent model, so that tests see several rounds.
+    static LibraryOptions options(bool extraction = true)
+    {
+        LibraryOptions options;
+        options.extraction = extraction;
+        options.searchDelay = std::chrono::milliseconds(0);
+        options.modelRetry = std::chrono::milliseconds(30);
+        options.modelPoll = std::chrono::milliseconds(30);
+        return options;
     }
 
     bool waitForIdle()

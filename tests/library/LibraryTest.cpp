@@ -21,6 +21,7 @@ TEST_F(LibraryTest, readsEveryPendingScanAndMarksFailuresWithTheirMessage)
     scan(QStringLiteral("letter.pdf"), scanPdf({ textPage(QStringLiteral("Invoice for March")), blankPage() }));
     scan(QStringLiteral("Archive/2024/locked.pdf"), scanPdf({ blankPage() }, PdfPasswords { "secret", "secret" }));
     scan(QStringLiteral("broken.pdf"), "not a pdf at all");
+    useRealReader();
     Library &library = openLibrary();
     ASSERT_TRUE(waitForIdle());
 
@@ -49,9 +50,9 @@ TEST_F(LibraryTest, readsEveryPendingScanAndMarksFailuresWithTheirMessage)
 TEST_F(LibraryTest, readsTheNewestScanFirst)
 {
     QSettings().setValue(Library::pausedKey, true);
-    scan(QStringLiteral("older.pdf"), scanPdf({ blankPage() }));
+    fakeScan(QStringLiteral("older.pdf"));
     Library &library = openLibrary();
-    scan(QStringLiteral("newer.pdf"), scanPdf({ blankPage() }));
+    fakeScan(QStringLiteral("newer.pdf"));
     // Added a second later than the first.
     QThread::sleep(1);
     bool synced = false;
@@ -71,7 +72,7 @@ TEST_F(LibraryTest, whilePausedOnlyRequestedScansAreRead)
 {
     QSettings().setValue(Library::pausedKey, true);
     for (const char *name : { "a.pdf", "b.pdf", "c.pdf" })
-        scan(QLatin1String(name), scanPdf({ blankPage() }));
+        fakeScan(QLatin1String(name));
     Library &library = openLibrary();
     EXPECT_TRUE(library.paused());
     EXPECT_FALSE(library.isReading());
@@ -96,6 +97,7 @@ TEST_F(LibraryTest, pausingWhileReadingLeavesTheScanPendingAndResumingReadsItAga
 {
     std::vector<ScanPage> pages(6, textPage(QStringLiteral("Statement of account for the quarter")));
     scan(QStringLiteral("long.pdf"), scanPdf(pages));
+    useRealReader();
     Library &library = openLibrary();
     int pagesSeen = 0;
     QObject::connect(&library, &Library::pageRead, [&] { ++pagesSeen; });
@@ -119,6 +121,7 @@ TEST_F(LibraryTest, aFileReplacedWhileBeingReadIsReadAgainInItsNewVersion)
 {
     std::vector<ScanPage> pages(4, textPage(QStringLiteral("Original text")));
     const QString path = scan(QStringLiteral("changing.pdf"), scanPdf(pages));
+    useRealReader();
     Library &library = openLibrary();
     bool replaced = false;
     QObject::connect(&library, &Library::pageRead, [&] {
@@ -182,7 +185,7 @@ TEST_F(LibraryTest, scansWhoseTextLooksLikeGibberishAreReadOnceMore)
 
 TEST_F(LibraryTest, aCatalogueThatCannotBeOpenedLeavesNoFolderOpen)
 {
-    scan(QStringLiteral("a.pdf"), scanPdf({ blankPage() }));
+    fakeScan(QStringLiteral("a.pdf"));
     Library &library = openLibrary();
     ASSERT_TRUE(library.folder());
 
@@ -222,8 +225,8 @@ namespace {
 
 TEST_F(LibraryTest, aFolderThatGoesAwayMarksItsScansMissingAndTheyComeBackWhole)
 {
-    scan(QStringLiteral("a.pdf"), scanPdf({ textPage(QStringLiteral("Garden furniture order")) }));
-    scan(QStringLiteral("Sub/b.pdf"), scanPdf({ blankPage() }));
+    fakeScan(QStringLiteral("a.pdf"), { QStringLiteral("Garden furniture order") });
+    fakeScan(QStringLiteral("Sub/b.pdf"));
     Library &library = openLibrary();
     ASSERT_TRUE(waitUntil([&] { return library.pendingOCR() == 0 && !library.isReading(); }));
     const std::map<std::int64_t, ScanDocument> before = library.documentsByID();

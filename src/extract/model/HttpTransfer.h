@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Error.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -30,16 +32,14 @@ struct HttpResponse {
 
 // The exchange failed below HTTP: no connection, no answer in time, a connection dropped mid-answer,
 // or an answer over the size cap.
-struct HttpFailure : std::exception {
+struct HttpFailure : Error {
     enum class Kind { unreachable, timedOut, tooLarge, other };
     HttpFailure(Kind kind, QString message)
-        : kind(kind)
-        , message(std::move(message))
+        : Error(std::move(message))
+        , kind(kind)
     {
     }
-    const char *what() const noexcept override { return "HTTP transfer failed"; }
     Kind kind;
-    QString message;
 };
 
 enum class HttpTimeouts { probe, generation };

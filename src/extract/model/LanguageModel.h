@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Error.h"
 #include "extract/PageFacts.h"
 
 #include <QString>
@@ -28,7 +29,7 @@ public:
 };
 
 // Why a model request produced no answer, in the cases the extractor tells apart.
-struct GenerationError : std::exception {
+struct GenerationError : Error {
     enum class Kind {
         exceededContextWindowSize,
         assetsUnavailable,
@@ -42,23 +43,14 @@ struct GenerationError : std::exception {
         other, // anything else; `description` says what
     };
 
-    GenerationError(Kind kind, QString description, std::optional<QString> refusalExplanation = std::nullopt)
-        : kind(kind)
-        , description(std::move(description))
-        , refusalExplanation(std::move(refusalExplanation))
-        , utf8(this->description.toUtf8())
-    {
-    }
-    const char *what() const noexcept override { return utf8.constData(); }
+    // The message is `describe`'s: the case's title and the description.
+    GenerationError(Kind kind, QString description, std::optional<QString> refusalExplanation = std::nullopt);
 
     Kind kind;
     // What went wrong, for a person (the server's own words where it gave any).
     QString description;
     // For a refusal: the model's explanation.
     std::optional<QString> refusalExplanation;
-
-private:
-    QByteArray utf8;
 };
 
 // Whether the model can be used now, and if not, why, as the status bar says it.

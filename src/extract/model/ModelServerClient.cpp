@@ -332,14 +332,14 @@ ModelServerClient::Answer ModelServerClient::ask(
     } catch (const HttpFailure &failure) {
         switch (failure.kind) {
         case HttpFailure::Kind::tooLarge:
-            throw GenerationError(Kind::decodingFailure, failure.message);
+            throw GenerationError(Kind::decodingFailure, failure.message());
         case HttpFailure::Kind::unreachable:
         case HttpFailure::Kind::timedOut:
-            throw GenerationError(Kind::assetsUnavailable, notAnswering(address()) + u": " + failure.message);
+            throw GenerationError(Kind::assetsUnavailable, notAnswering(address()) + u": " + failure.message());
         case HttpFailure::Kind::other:
             break;
         }
-        throw GenerationError(Kind::other, failure.message);
+        throw GenerationError(Kind::other, failure.message());
     }
     if (response.status != 200)
         throwForStatus(response, options_.model, structured);

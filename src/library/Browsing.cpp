@@ -1,7 +1,11 @@
 // Browsing the catalogue: the table's filters and order, the lists the filter controls offer, the
 // sidebar counts, and the full-text search.
-#include "library/Library.h"
+#include "library/Browsing.h"
+
 #include "core/DocumentKind.h"
+#include "library/Fields.h"
+
+#include <QPointer>
 
 #include <algorithm>
 #include <numeric>
@@ -66,22 +70,32 @@ QString textKey(const ScanDocument &document, SortComparator::Key key)
 
 } // namespace
 
-void Library::setSidebar(std::optional<SidebarItem> item)
+Browsing::Browsing(Catalogue &catalogue, std::chrono::milliseconds searchDelay, QObject *parent)
+    : QObject(parent)
+    , catalogue_(catalogue)
+    , searchDelay_(searchDelay)
 {
-    assign(sidebar_, item, &Library::sidebarChanged);
+    searchTimer_.setSingleShot(true);
+    connect(&searchTimer_, &QTimer::timeout, this, &Browsing::searchNow);
+    connect(&catalogue_, &Catalogue::listsRead, this, &Browsing::listsRead);
 }
 
-void Library::setYearFilter(std::optional<int> year)
+void Browsing::setSidebar(std::optional<SidebarItem> item)
 {
-    assign(year_, year, &Library::yearChanged);
+    assign(sidebar_, std::move(item), this, &Browsing::sidebarChanged);
 }
 
-void Library::setKindFilter(std::optional<QString> kind)
+void Browsing::setYearFilter(std::optional<int> year)
 {
-    assign(kind_, std::move(kind), &Library::kindChanged);
+    assign(year_, year, this, &Browsing::yearChanged);
 }
 
-void Library::setSearchText(QString text)
+void Browsing::setKindFilter(std::optional<QString> kind)
+{
+    assign(kind_, std::move(kind), this, &Browsing::kindChanged);
+}
+
+void Browsing::setSearchText(QString text)
 {
     if (text == searchText_)
         return;
@@ -90,31 +104,31 @@ void Library::setSearchText(QString text)
     runSearch(true);
 }
 
-void Library::setSortOrder(SortOrder order)
+void Browsing::setSortOrder(SortOrder order)
 {
-    assign(sortOrder_, std::move(order), &Library::sortOrderChanged);
+    assign(sortOrder_, std::move(order), this, &Browsing::sortOrderChanged);
 }
 
-std::vector<ScanDocument> Library::liveDocuments() const
+std::vector<ScanDocument> Browsing::liveDocuments() const
 {
     std::vector<ScanDocument> documents;
-    for (const auto &[id, document] : documentsByID_) {
+    for (const auto &[id, document] : catalogue_.documentsByID()) {
         if (!document.missing)
             documents.push_back(document);
     }
     return documents;
 }
 
-bool Library::isVisible(const ScanDocument &document) const
+bool Browsing::isVisible(const ScanDocument &document) const
 {
     return shows(sidebar_, document) && (!year_ || (document.date && yearOf(*document.date) == year_))
         && (!kind_ || document.kind == kind_) && (!searchMatches_ || searchMatches_->contains(document.id));
 }
 
-std::vector<ScanDocument> Library::visibleDocuments() const
+std::vector<ScanDocument> Browsing::visibleDocuments() const
 {
     std::vector<const ScanDocument *> shown;
-    for (const auto &[id, document] : documentsByID_) {
+    for (const auto &[id, document] : catalogue_.documentsByID()) {
         if (isVisible(document))
             shown.push_back(&document);
     }
@@ -167,10 +181,10 @@ std::vector<ScanDocument> Library::visibleDocuments() const
     return documents;
 }
 
-std::vector<int> Library::years() const
+std::vector<int> Browsing::years() const
 {
     std::set<int, std::greater<>> years;
-    for (const auto &[id, document] : documentsByID_) {
+    for (const auto &[id, document] : catalogue_.documentsByID()) {
         if (document.missing || !document.date)
             continue;
         if (const std::optional<int> year = yearOf(*document.date))
@@ -179,10 +193,10 @@ std::vector<int> Library::years() const
     return { years.begin(), years.end() };
 }
 
-QStringList Library::kinds() const
+QStringList Browsing::kinds() const
 {
     QSet<QString> present;
-    for (const auto &[id, document] : documentsByID_) {
+    for (const auto &[id, document] : catalogue_.documentsByID()) {
         if (!document.missing && document.kind)
             present.insert(*document.kind);
     }
@@ -194,26 +208,26 @@ QStringList Library::kinds() const
     return kinds;
 }
 
-int Library::count(const SidebarItem &item) const
+int Browsing::count(const SidebarItem &item) const
 {
     if (item.kind == SidebarItem::Kind::organization) {
-        for (const Organization &organization : organizations_) {
+        for (const Organization &organization : catalogue_.organizations()) {
             if (organization.id == item.organizationID)
                 return organization.documentCount;
         }
         return 0;
     }
-    return int(std::count_if(documentsByID_.begin(), documentsByID_.end(),
+    return int(std::count_if(catalogue_.documentsByID().begin(), catalogue_.documentsByID().end(),
         [&item](const auto &entry) { return shows(item, entry.second); }));
 }
 
-void Library::runSearch(bool debounce)
+void Browsing::runSearch(bool debounce)
 {
     // A search still waiting or running becomes stale: it publishes nothing.
     ++searchGeneration_;
     searchTimer_.stop();
-    if (searchText_.trimmed().isEmpty() || !store_) {
-        assign(searchMatches_, std::optional<DocumentIDSet>(), &Library::searchMatchesChanged);
+    if (searchText_.trimmed().isEmpty() || !catalogue_.store()) {
+        assign(searchMatches_, std::optional<DocumentIDSet>(), this, &Browsing::searchMatchesChanged);
         return;
     }
     if (debounce && searchDelay_.count() > 0)
@@ -222,41 +236,42 @@ void Library::runSearch(bool debounce)
         searchNow();
 }
 
-void Library::searchNow()
+void Browsing::searchNow()
 {
-    if (store_)
-        searchInBackground(store_, searchText_.trimmed(), searchGeneration_);
+    if (catalogue_.store())
+        searchInBackground(catalogue_.store(), searchText_.trimmed(), searchGeneration_);
 }
 
-QCoro::Task<> Library::searchInBackground(std::shared_ptr<Store> store, QString text, int generation)
+QCoro::Task<> Browsing::searchInBackground(std::shared_ptr<Catalogue::Store> store, QString text, int generation)
 {
-    QPointer<Library> self(this);
+    QPointer<Browsing> self(this);
     DocumentIDSet found;
     try {
         found = co_await store->run([text](ScanStore &s) { return s.search(text); });
     } catch (const std::exception &) {
         // A query the index refuses finds nothing until the text changes.
     }
-    if (!self || searchGeneration_ != generation || store_ != store)
+    if (!self || searchGeneration_ != generation || catalogue_.store() != store)
         co_return;
-    assign(searchMatches_, std::optional(std::move(found)), &Library::searchMatchesChanged);
+    assign(searchMatches_, std::optional(std::move(found)), this, &Browsing::searchMatchesChanged);
 }
 
-void Library::reloadedBrowsing()
+void Browsing::listsRead()
 {
     if (sidebar_ && sidebar_->kind == SidebarItem::Kind::organization
-        && std::none_of(organizations_.begin(), organizations_.end(),
+        && std::none_of(catalogue_.organizations().begin(), catalogue_.organizations().end(),
             [id = sidebar_->organizationID](const Organization &o) { return o.id == id; }))
         setSidebar(SidebarItem::all());
+    if (!searchText_.isEmpty())
+        runSearch(false);
 }
 
-void Library::resetBrowsing()
+void Browsing::reset()
 {
     ++searchGeneration_;
     searchTimer_.stop();
-    workHeld_ = false;
     setSidebar(SidebarItem::all());
     setYearFilter(std::nullopt);
     setKindFilter(std::nullopt);
-    assign(searchMatches_, std::optional<DocumentIDSet>(), &Library::searchMatchesChanged);
+    assign(searchMatches_, std::optional<DocumentIDSet>(), this, &Browsing::searchMatchesChanged);
 }

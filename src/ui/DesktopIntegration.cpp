@@ -1,4 +1,4 @@
-#include "library/FileManager.h"
+#include "ui/DesktopIntegration.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -7,7 +7,7 @@
 #include <QSet>
 #include <QUrl>
 
-void showInFileManager(const QStringList &paths)
+void DesktopIntegration::showInFileManager(const QStringList &paths)
 {
     if (paths.isEmpty())
         return;
@@ -29,4 +29,10 @@ void showInFileManager(const QStringList &paths)
             QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
         }
     }
+}
+
+void DesktopIntegration::openInDefaultViewer(const QStringList &paths)
+{
+    for (const QString &path : paths)
+        QDesktopServices::openUrl(QUrl::fromLocalFile(path));
 }

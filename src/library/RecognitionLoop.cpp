@@ -1,22 +1,27 @@
-// The background work on an open folder: the scheduler, the recognition loop, the one-time re-read of
-// scans whose text looks like gibberish, and folder synchronisation.
+// The recognition loop: each scan waiting for its text is read through the reader process and saved,
+// with one activity entry per scan; and the one-time re-read of scans whose text looks like gibberish.
 #include "core/Cancellation.h"
+#include "core/Error.h"
 #include "core/Graphemes.h"
-#include "library/Library.h"
+#include "library/Fields.h"
 #include "library/NextJob.h"
 #include "library/Recognition.h"
+#include "library/WorkScheduler.h"
 #include "ocr/OcrLanguages.h"
 #include "ocr/TextQuality.h"
-#include "store/FolderScan.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QSettings>
+#include <QPointer>
 
+#include <algorithm>
 #include <limits>
 
 namespace {
+
+// Catalogue setting marking a catalogue whose stored texts were checked for gibberish once.
+const QString checkedGarbledKey = QStringLiteral("checked_garbled_ocr");
 
 QString plural(int count, const QString &noun)
 {
@@ -40,15 +45,6 @@ QString readingTitle(const OCR::Result &result)
     return title;
 }
 
-QString messageOf(const std::exception &error)
-{
-    if (const auto *failure = dynamic_cast<const OCR::Failure *>(&error))
-        return failure->message;
-    if (const auto *database = dynamic_cast<const Database::Error *>(&error))
-        return database->message();
-    return QString::fromUtf8(error.what());
-}
-
 } // namespace
 
 DocumentIDs garbledDocuments(const QHash<std::int64_t, QStringList> &samples)
@@ -64,95 +60,40 @@ DocumentIDs garbledDocuments(const QHash<std::int64_t, QStringList> &samples)
     return ids;
 }
 
-void Library::startWork()
+void WorkScheduler::startRecognition()
 {
-    const bool ocrWanted = !paused_
+    const bool wanted = !paused_
         || hasRequested([](const ScanDocument &document) { return document.ocrStatus == OCRStatus::pending; });
-    if (!ocrTask_ && pendingOCR_ >= 1 && ocrWanted) {
-        const int generation = workGeneration_;
-        std::stop_source stop;
-        ocrTask_ = stop;
-        Q_EMIT readingChanged();
-        [](QPointer<Library> self, std::stop_token token, int generation) -> QCoro::Task<> {
-            co_await self->runOCR(token);
-            if (self && self->workGeneration_ == generation && self->ocrTask_) {
-                self->ocrTask_.reset();
-                Q_EMIT self->readingChanged();
-            }
-        }(this, stop.get_token(), generation);
-    }
-    startExtraction();
+    if (ocrTask_ || catalogue_.pendingOCR() < 1 || !wanted)
+        return;
+    std::stop_source stop;
+    ocrTask_ = stop;
+    Q_EMIT readingChanged();
+    [](QPointer<WorkScheduler> self, std::stop_source stop) -> QCoro::Task<> {
+        try {
+            co_await self->runOCR(stop.get_token());
+        } catch (...) {
+            if (self && !stop.stop_requested())
+                reportEscaped(self->activity_, QStringLiteral("Text recognition"));
+        }
+        if (self && self->ocrTask_ == stop) {
+            self->ocrTask_.reset();
+            self->setCurrentOCR(std::nullopt);
+            Q_EMIT self->readingChanged();
+        }
+    }(this, stop);
 }
 
-void Library::stopWork()
+QCoro::Task<> WorkScheduler::runOCR(std::stop_token stop)
 {
-    ++workGeneration_;
-    const bool wasReading = ocrTask_.has_value();
-    if (ocrTask_)
-        ocrTask_->request_stop();
-    if (extractTask_)
-        extractTask_->request_stop();
-    ocrTask_.reset();
-    setExtractTask(std::nullopt);
-    setCurrentOCR(std::nullopt);
-    assign(currentExtraction_, std::optional<QString>(), &Library::currentExtractionChanged);
-    assign(modelWaiting_, std::optional<QString>(), &Library::modelWaitingChanged);
-    if (wasReading)
-        Q_EMIT readingChanged();
-}
-
-void Library::setPaused(bool paused)
-{
-    assign(paused_, paused, &Library::pausedChanged);
-    QSettings().setValue(pausedKey, paused);
-    ActivityEntry entry;
-    entry.title = paused ? QStringLiteral("Paused") : QStringLiteral("Resumed");
-    activity_->append(std::move(entry));
-    if (paused) {
-        setRequested({});
-        stopWork();
-    } else {
-        startWork();
-    }
-}
-
-void Library::ignorePauseThisSession()
-{
-    assign(paused_, false, &Library::pausedChanged);
-}
-
-void Library::request(const DocumentIDSet &ids)
-{
-    DocumentIDSet requested = requested_;
-    requested.insert(ids.begin(), ids.end());
-    setRequested(std::move(requested));
-    startWork();
-}
-
-bool Library::hasRequested(const std::function<bool(const ScanDocument &)> &predicate) const
-{
-    for (std::int64_t id : requested_) {
-        const auto found = documentsByID_.find(id);
-        if (found != documentsByID_.end() && predicate(found->second))
-            return true;
-    }
-    return false;
-}
-
-QCoro::Task<std::optional<ScanStore::OCRJob>> Library::nextOCRJob(std::shared_ptr<Store> store)
-{
-    return nextJob(std::move(store), requested_, paused_, &ScanStore::nextOCRJob);
-}
-
-QCoro::Task<> Library::runOCR(std::stop_token stop)
-{
-    QPointer<Library> self(this);
-    const std::shared_ptr<Store> store = store_;
-    const std::optional<QString> folder = folder_;
-    if (!store || !folder)
+    QPointer<WorkScheduler> self(this);
+    const std::shared_ptr<Catalogue::Store> store = catalogue_.store();
+    if (!store)
         co_return;
+    const QString folder = catalogue_.folder();
     while (!stop.stop_requested()) {
-        const std::optional<ScanStore::OCRJob> job = co_await nextOCRJob(store);
+        const std::optional<ScanStore::OCRJob> job
+            = co_await nextJob(store, requested_, paused_, &ScanStore::nextOCRJob);
         if (!self || stop.stop_requested())
             co_return;
         if (!job)
@@ -176,7 +117,7 @@ QCoro::Task<> Library::runOCR(std::stop_token stop)
         bool cancelled = false;
         std::optional<OCR::Result> result;
         try {
-            result = co_await recognition->recognize(QDir(*folder).filePath(job->path), stop, pageRead);
+            result = co_await recognition->recognize(QDir(folder).filePath(job->path), stop, pageRead);
             const ScanStore::OCRJob saved = *job;
             std::vector<int> rotations;
             QStringList texts;
@@ -190,7 +131,7 @@ QCoro::Task<> Library::runOCR(std::stop_token stop)
             cancelled = true;
         } catch (const Recognition::Unavailable &unavailable) {
             engineUnavailable = true;
-            failure = unavailable.message;
+            failure = unavailable.message();
         } catch (const std::exception &error) {
             failure = messageOf(error);
         }
@@ -198,11 +139,10 @@ QCoro::Task<> Library::runOCR(std::stop_token stop)
             co_return;
         if (engineUnavailable) {
             // Every scan would fail the same way; none is marked, and the reason is shown instead.
-            assign(ocrProblem_, failure, &Library::ocrProblemChanged);
-            setCurrentOCR(std::nullopt);
+            assign(ocrProblem_, failure, this, &WorkScheduler::ocrProblemChanged);
             co_return;
         }
-        assign(ocrProblem_, std::optional<QString>(), &Library::ocrProblemChanged);
+        assign(ocrProblem_, std::optional<QString>(), this, &WorkScheduler::ocrProblemChanged);
 
         ActivityEntry entry;
         entry.kind = ActivityEntry::Kind::ocr;
@@ -211,7 +151,7 @@ QCoro::Task<> Library::runOCR(std::stop_token stop)
         if (failure) {
             entry.title = QStringLiteral("Read text");
             entry.outcome = *failure;
-            activity_->append(std::move(entry));
+            activity_.append(std::move(entry));
             bool marked = true;
             try {
                 co_await store->run(
@@ -227,20 +167,21 @@ QCoro::Task<> Library::runOCR(std::stop_token stop)
         } else {
             entry.title = readingTitle(*result);
             entry.outcome = QStringLiteral("OK");
-            activity_->append(std::move(entry));
+            activity_.append(std::move(entry));
         }
-        co_await refresh({ job->id }, false);
+        co_await catalogue_.refresh({ job->id }, false);
         if (!self)
             co_return;
         startExtraction();
     }
-    if (self && !stop.stop_requested())
-        setCurrentOCR(std::nullopt);
 }
 
-QCoro::Task<> Library::rereadGarbledScans(std::shared_ptr<Store> store)
+QCoro::Task<> WorkScheduler::rereadGarbledScans()
 {
-    QPointer<Library> self(this);
+    const std::shared_ptr<Catalogue::Store> store = catalogue_.store();
+    if (!store)
+        co_return;
+    QPointer<WorkScheduler> self(this);
     std::optional<QString> checked;
     try {
         checked = co_await store->run([](ScanStore &s) { return s.setting(checkedGarbledKey); });
@@ -255,7 +196,7 @@ QCoro::Task<> Library::rereadGarbledScans(std::shared_ptr<Store> store)
     } catch (const std::exception &) {
         co_return;
     }
-    if (!self || store_ != store)
+    if (!self || catalogue_.store() != store)
         co_return;
     if (!ids.empty()) {
         bool reset = true;
@@ -270,59 +211,12 @@ QCoro::Task<> Library::rereadGarbledScans(std::shared_ptr<Store> store)
             ActivityEntry entry;
             entry.title = QStringLiteral("Reading ") + plural(int(ids.size()), QStringLiteral("scan"))
                 + QStringLiteral(" again: the text looked like gibberish, maybe upside down");
-            activity_->append(std::move(entry));
-            co_await reload();
+            activity_.append(std::move(entry));
+            co_await catalogue_.refresh(ids, false);
         }
     }
     try {
         co_await store->run([](ScanStore &s) { s.setSetting(checkedGarbledKey, QStringLiteral("1")); });
     } catch (const std::exception &) {
     }
-}
-
-void Library::scheduleSync()
-{
-    syncTimer_.start();
-}
-
-void Library::rescan()
-{
-    sync();
-}
-
-QCoro::Task<> Library::sync()
-{
-    const std::shared_ptr<Store> store = store_;
-    const std::optional<QString> folder = folder_;
-    if (!store || !folder)
-        co_return;
-    if (!QFileInfo(*folder).isDir()) {
-        // The catalogue went with the folder, so nothing can be written: the scans show as missing
-        // until the folder is back, and then the catalogue has them all as they were.
-        stopWork();
-        std::map<std::int64_t, ScanDocument> missing = documentsByID_;
-        for (auto &[id, document] : missing)
-            document.missing = true;
-        assign(documentsByID_, std::move(missing), &Library::documentsChanged);
-        folderReturn_.start();
-        Q_EMIT synced();
-        co_return;
-    }
-    QPointer<Library> self(this);
-    bool changed = false;
-    try {
-        changed = co_await store->run(
-            [folder = *folder](ScanStore &s) { return s.sync(enumeratePDFs(folder), fileHasher(folder)); });
-    } catch (const std::exception &) {
-        // Nothing of a failed sync remains; the next change or rescan tries again.
-    }
-    if (!self || store_ != store)
-        co_return;
-    if (changed) {
-        co_await reload();
-        if (!self || store_ != store)
-            co_return;
-    }
-    startWork();
-    Q_EMIT synced();
 }

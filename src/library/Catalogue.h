@@ -1,0 +1,85 @@
+#pragma once
+
+#include "library/SerialExecutor.h"
+#include "store/ScanStore.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+using DocumentIDSet = std::set<std::int64_t>;
+
+// The open catalogue and the copy of it the views show: every scan by id, the organizations with their
+// counts, the numbers of scans waiting for work, and the folder's instructions for the model. Lives on
+// the main thread; the store's calls run on its own thread.
+//
+// A read that fails (another process holding the catalogue busy, say) keeps the lists as they were; the
+// next change reads everything again.
+class Catalogue : public QObject {
+    Q_OBJECT
+public:
+    using Store = Serial<ScanStore>;
+
+    explicit Catalogue(QObject *parent = nullptr);
+
+    // The catalogue in use and its folder, null while none is open. Setting it (or null, to close)
+    // empties the lists.
+    const std::shared_ptr<Store> &store() const { return store_; }
+    const QString &folder() const { return folder_; }
+    void setStore(std::shared_ptr<Store> store, QString folder);
+
+    const std::map<std::int64_t, ScanDocument> &documentsByID() const { return documentsByID_; }
+    const std::vector<Organization> &organizations() const { return organizations_; }
+    int pendingOCR() const { return pendingOCR_; }
+    int pendingExtraction() const { return pendingExtraction_; }
+    const std::optional<QString> &customInstructions() const { return customInstructions_; }
+    void setCustomInstructions(std::optional<QString> text);
+
+    // Reads every scan, the organizations and the counts again.
+    QCoro::Task<> reload();
+    // Reads the scans `ids` again (one no longer in the catalogue leaves the lists), the organizations
+    // when asked, and the counts. After a failed read it reads everything instead.
+    QCoro::Task<> refresh(DocumentIDs ids, bool organizations);
+    QCoro::Task<> updateCounts();
+    // Reads the folder's instructions for the model.
+    QCoro::Task<> readInstructions();
+    // The folder itself is gone: every scan shows as missing until it is back.
+    void showAllMissing();
+
+    // The present scans among `ids`.
+    std::vector<const ScanDocument *> present(const DocumentIDSet &ids) const;
+    // The scans filed under the organization.
+    DocumentIDs documentsOf(std::int64_t organization) const;
+    QCoro::Task<QStringList> pages(std::int64_t id);
+    QCoro::Task<std::optional<QString>> trace(std::int64_t id);
+    QCoro::Task<int> modelExtractionCount();
+
+Q_SIGNALS:
+    void documentsChanged();
+    void organizationsChanged();
+    void pendingCountsChanged();
+    void customInstructionsChanged();
+    // New lists were published, after a reload or a refresh.
+    void listsRead();
+
+private:
+    void publish(std::map<std::int64_t, ScanDocument> documents);
+    void publish(std::vector<Organization> organizations);
+
+    std::shared_ptr<Store> store_;
+    QString folder_;
+    std::map<std::int64_t, ScanDocument> documentsByID_;
+    std::vector<Organization> organizations_;
+    int pendingOCR_ = 0;
+    int pendingExtraction_ = 0;
+    std::optional<QString> customInstructions_;
+    // A read failed since the last full reload: the lists may be behind the catalogue.
+    bool behind_ = false;
+};

@@ -1,0 +1,142 @@
+#include "library/WorkScheduler.h"
+
+#include "library/Fields.h"
+#include "library/Recognition.h"
+
+#include <QSettings>
+
+WorkScheduler::WorkScheduler(
+    Catalogue &catalogue, ActivityLog &activity, ModelWatch &model, Timing timing, bool extraction, QObject *parent)
+    : QObject(parent)
+    , catalogue_(catalogue)
+    , activity_(activity)
+    , model_(model)
+    , timing_(timing)
+    , extraction_(extraction)
+    , paused_(QSettings().value(pausedKey, false).toBool())
+{
+    // Whatever waited on the old model asks the new one at once.
+    connect(&model_, &ModelWatch::modelChanged, this, [this] {
+        if (extractTask_)
+            extractTask_->request_stop();
+        setExtractTask(std::nullopt);
+        setCurrentExtraction(std::nullopt);
+        setModelWaiting(std::nullopt);
+        startExtraction();
+    });
+    connect(&model_, &ModelWatch::available, this, &WorkScheduler::startExtraction);
+}
+
+WorkScheduler::~WorkScheduler()
+{
+    stopWork();
+}
+
+void WorkScheduler::setRequested(DocumentIDSet ids)
+{
+    assign(requested_, std::move(ids), this, &WorkScheduler::requestedChanged);
+}
+
+void WorkScheduler::setCurrentOCR(std::optional<QString> name)
+{
+    assign(currentOCR_, std::move(name), this, &WorkScheduler::currentOCRChanged);
+}
+
+void WorkScheduler::setCurrentExtraction(std::optional<QString> name)
+{
+    assign(currentExtraction_, std::move(name), this, &WorkScheduler::currentExtractionChanged);
+}
+
+void WorkScheduler::setModelWaiting(std::optional<QString> reason)
+{
+    assign(modelWaiting_, std::move(reason), this, &WorkScheduler::modelWaitingChanged);
+}
+
+void WorkScheduler::startWork()
+{
+    if (held_ || !catalogue_.store())
+        return;
+    startRecognition();
+    startExtraction();
+}
+
+void WorkScheduler::stopWork()
+{
+    const bool wasReading = ocrTask_.has_value();
+    if (ocrTask_)
+        ocrTask_->request_stop();
+    if (extractTask_)
+        extractTask_->request_stop();
+    ocrTask_.reset();
+    setExtractTask(std::nullopt);
+    setCurrentOCR(std::nullopt);
+    setCurrentExtraction(std::nullopt);
+    setModelWaiting(std::nullopt);
+    if (wasReading)
+        Q_EMIT readingChanged();
+}
+
+void WorkScheduler::setPaused(bool paused)
+{
+    assign(paused_, paused, this, &WorkScheduler::pausedChanged);
+    QSettings().setValue(pausedKey, paused);
+    ActivityEntry entry;
+    entry.title = paused ? QStringLiteral("Paused") : QStringLiteral("Resumed");
+    activity_.append(std::move(entry));
+    if (paused) {
+        setRequested({});
+        stopWork();
+    } else {
+        startWork();
+    }
+}
+
+void WorkScheduler::ignorePauseThisSession()
+{
+    assign(paused_, false, this, &WorkScheduler::pausedChanged);
+}
+
+void WorkScheduler::request(const DocumentIDSet &ids)
+{
+    DocumentIDSet requested = requested_;
+    requested.insert(ids.begin(), ids.end());
+    setRequested(std::move(requested));
+    startWork();
+}
+
+void WorkScheduler::extractNow(const DocumentIDSet &ids)
+{
+    DocumentIDSet requested = requested_;
+    for (const ScanDocument *document : catalogue_.present(ids)) {
+        if (document->isProcessing())
+            requested.insert(document->id);
+    }
+    setRequested(std::move(requested));
+    startWork();
+}
+
+void WorkScheduler::clearRequested()
+{
+    setRequested({});
+}
+
+void WorkScheduler::trimRequested()
+{
+    DocumentIDSet kept;
+    for (const std::int64_t id : requested_) {
+        const auto found = catalogue_.documentsByID().find(id);
+        if (found != catalogue_.documentsByID().end() && found->second.isProcessing())
+            kept.insert(id);
+    }
+    setRequested(std::move(kept));
+}
+
+bool WorkScheduler::hasRequested(const std::function<bool(const ScanDocument &)> &predicate) const
+{
+    for (const std::int64_t id : requested_) {
+        const auto found = catalogue_.documentsByID().find(id);
+        if (found != catalogue_.documentsByID().end() && predicate(found->second))
+            return true;
+    }
+    return false;
+}

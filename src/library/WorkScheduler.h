@@ -1,0 +1,134 @@
+#pragma once
+
+#include "extract/ActivityLog.h"
+#include "extract/Extraction.h"
+#include "library/Catalogue.h"
+#include "library/ModelWatch.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QString>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+
+class Recognition;
+
+// The background work on the open catalogue: the recognition loop that reads scans' text, the
+// extraction loop that files them with the local model, which of them runs, and what they are doing.
+// Scans asked for (`request`) go first, and are the only ones worked on while paused.
+class WorkScheduler : public QObject {
+    Q_OBJECT
+public:
+    // The preference that keeps work paused from one run to the next.
+    static inline const QString pausedKey = QStringLiteral("Paused");
+
+    struct Timing {
+        // How long the extraction loop waits before asking a busy model again.
+        std::chrono::milliseconds retry = std::chrono::seconds(15);
+    };
+
+    // `extraction` off reads text only.
+    WorkScheduler(Catalogue &catalogue, ActivityLog &activity, ModelWatch &model, Timing timing, bool extraction,
+        QObject *parent = nullptr);
+    ~WorkScheduler() override;
+
+    bool paused() const { return paused_; }
+    const DocumentIDSet &requested() const { return requested_; }
+    const std::optional<QString> &currentOCR() const { return currentOCR_; }
+    const std::optional<QString> &currentExtraction() const { return currentExtraction_; }
+    // Why the model is being waited for (busy); absent otherwise.
+    const std::optional<QString> &modelWaiting() const { return modelWaiting_; }
+    // Why text recognition can't run at all (a reading language isn't installed); no scan is blamed.
+    const std::optional<QString> &ocrProblem() const { return ocrProblem_; }
+    bool isReading() const { return ocrTask_.has_value(); }
+    // Whether the extraction loop runs, or is about to once the model has said whether it can be used.
+    bool isExtracting() const { return extractTask_.has_value() || checkingModel_; }
+
+    // Starts the loops that have work and aren't running; nothing while held.
+    void startWork();
+    // Stops both loops; a scan half done is simply done again later.
+    void stopWork();
+    // No work starts until released (a command-line command that only reads or edits the catalogue).
+    void hold(bool held) { held_ = held; }
+    bool held() const { return held_; }
+    void setPaused(bool paused);
+    // Works as if not paused until the folder is closed, without changing the stored preference.
+    void ignorePauseThisSession();
+    // Has the scans done next, even while paused.
+    void request(const DocumentIDSet &ids);
+    // Has those of the scans still being worked on filed next, even while paused.
+    void extractNow(const DocumentIDSet &ids);
+    // Forgets the requested scans (the folder closed, or work paused).
+    void clearRequested();
+    // Scans once read that look like gibberish, maybe upside down, are read again, once per catalogue.
+    QCoro::Task<> rereadGarbledScans();
+
+    // What the model makes of one scan with the given instructions; nothing is stored.
+    struct Trial {
+        std::optional<Extractor::Output> output;
+        std::optional<Extractor::Trace> trace;
+        std::optional<QString> message;
+    };
+    QCoro::Task<Trial> tryExtraction(std::int64_t id, QString instructions);
+
+Q_SIGNALS:
+    void pausedChanged();
+    void requestedChanged();
+    void currentOCRChanged();
+    void currentExtractionChanged();
+    void modelWaitingChanged();
+    void ocrProblemChanged();
+    void readingChanged();
+    void extractingChanged();
+    // A page of the scan being read was done; `index` counts from 0.
+    void pageRead(int index, int count);
+
+private:
+    bool hasRequested(const std::function<bool(const ScanDocument &)> &predicate) const;
+    void setRequested(DocumentIDSet ids);
+    void setCurrentOCR(std::optional<QString> name);
+    void setCurrentExtraction(std::optional<QString> name);
+    void setModelWaiting(std::optional<QString> reason);
+    void setExtractTask(std::optional<std::stop_source> task);
+    // Keeps only the requested scans still being worked on.
+    void trimRequested();
+
+    // The recognition loop (RecognitionLoop.cpp).
+    void startRecognition();
+    QCoro::Task<> runOCR(std::stop_token stop);
+
+    // The extraction loop (ExtractionLoop.cpp).
+    void startExtraction();
+    bool extractionWanted() const;
+    QCoro::Task<> checkModel(std::shared_ptr<Catalogue::Store> store);
+    QCoro::Task<> runExtraction(std::stop_token stop);
+    // Shows the requests for one scan in the activity log as they start and end; callable from the
+    // model's thread, harmless once the scheduler is gone.
+    Extractor::AttemptObserver activityObserver(const QString &file);
+
+    Catalogue &catalogue_;
+    ActivityLog &activity_;
+    ModelWatch &model_;
+    Timing timing_;
+    bool extraction_;
+    bool held_ = false;
+    bool paused_ = false;
+    DocumentIDSet requested_;
+    std::optional<QString> currentOCR_;
+    std::optional<QString> currentExtraction_;
+    std::optional<QString> modelWaiting_;
+    std::optional<QString> ocrProblem_;
+    std::shared_ptr<Recognition> recognition_;
+    // A running loop is represented by the source that stops it.
+    std::optional<std::stop_source> ocrTask_;
+    std::optional<std::stop_source> extractTask_;
+    // An availability check under way.
+    bool checkingModel_ = false;
+};
+
+// The ids, ascending, whose page samples look like gibberish.
+DocumentIDs garbledDocuments(const QHash<std::int64_t, QStringList> &samples);
