@@ -103,9 +103,13 @@ TEST(ActivityEntry, lineReadsTimeKindFileTitleOutcomeAndFigures)
         QStringLiteral(
             "10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: Refused (2.3s) “I can't help with that”"));
 
-    ActivityEntry paused = queueEntry(QStringLiteral("Paused"));
-    paused.date = finished.date;
-    EXPECT_EQ(paused.line(locale), QStringLiteral("10:42:07  Queue  -  Paused: "));
+    // With no outcome the line ends with the title.
+    ActivityEntry unavailable
+        = queueEntry(QStringLiteral("Local model unavailable: The model server at 127.0.0.1:11434 isn't answering"));
+    unavailable.date = finished.date;
+    EXPECT_EQ(unavailable.line(locale),
+        QStringLiteral(
+            "10:42:07  Queue  -  Local model unavailable: The model server at 127.0.0.1:11434 isn't answering"));
 }
 
 } // namespace
