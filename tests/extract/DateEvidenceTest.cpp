@@ -37,6 +37,10 @@ TEST(DateEvidence, findsTheDateWrittenInAnyCommonWay)
                            "9/5/2024"),
             false }, // an Arabic-Indic digit counts too
         { "2024-09-05", QStringLiteral("19/5/2024 then 9/5/2024"), true },
+        { "2024-01-05", QStringLiteral("2024-01-051"), false },
+        // White space between is a boundary: the line above may end in a postcode.
+        { "2023-09-05", QStringLiteral("Portland, ME 04101\nSeptember 5, 2023"), true },
+        { "2023-09-05", QStringLiteral("Due\t9/5/2023 \n 17 Main Street"), true },
         // Forms that are not evidence.
         { "2024-09-05", QStringLiteral("5.9.2024"), false }, // day first
         { "2024-09-05", QStringLiteral("2024/9/5"), false }, // year first is always padded
