@@ -36,7 +36,9 @@ QString ActivityEntry::line(const QLocale &locale) const
 {
     const QString separator = QStringLiteral("  ");
     QString text = timeOfDay(date.time(), locale) + separator + rawValue(kind) + separator
-        + file.value_or(QStringLiteral("-")) + separator + title + QStringLiteral(": ") + outcome;
+        + file.value_or(QStringLiteral("-")) + separator + title;
+    if (!outcome.isEmpty())
+        text += QStringLiteral(": ") + outcome;
     if (seconds) {
         text += QStringLiteral(" (") + QString::number(*seconds, 'f', 1) + QLatin1Char('s');
         if (tokens)

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace DateEvidence {
 
@@ -64,9 +65,39 @@ char32_t scalarAt(const QString &text, qsizetype at)
     return c.unicode();
 }
 
-bool standsAlone(const QString &text, qsizetype at, qsizetype length)
+// The text without white space, and for each of its positions (and its end) whether white space stood
+// right before it.
+struct Squeezed {
+    QString text;
+    std::vector<bool> spaceBefore;
+};
+
+Squeezed squeeze(const QString &text)
 {
-    return !QChar::isNumber(scalarBefore(text, at)) && !QChar::isNumber(scalarAt(text, at + length));
+    Squeezed squeezed;
+    squeezed.text.reserve(text.size());
+    squeezed.spaceBefore.reserve(std::size_t(text.size()) + 1);
+    bool space = false;
+    for (const QChar c : text) {
+        if (c.isSpace()) {
+            space = true;
+            continue;
+        }
+        squeezed.text.append(c);
+        squeezed.spaceBefore.push_back(space);
+        space = false;
+    }
+    squeezed.spaceBefore.push_back(space);
+    return squeezed;
+}
+
+// A neighbour that was white space on the page is a boundary even when a digit lies beyond it: the
+// line above a date may end in a postcode.
+bool standsAlone(const Squeezed &squeezed, qsizetype at, qsizetype length)
+{
+    const qsizetype end = at + length;
+    return (squeezed.spaceBefore[std::size_t(at)] || !QChar::isNumber(scalarBefore(squeezed.text, at)))
+        && (squeezed.spaceBefore[std::size_t(end)] || !QChar::isNumber(scalarAt(squeezed.text, end)));
 }
 
 } // namespace
@@ -123,11 +154,10 @@ bool appears(const QString &iso, const QString &text)
         return false;
 
     // "Sept. 5, 2024" is read as "sept.5,2024": the forms carry no white space either.
-    QString squeezed = text.toLower();
-    squeezed.removeIf([](QChar c) { return c.isSpace(); });
+    const Squeezed squeezed = squeeze(text.toLower());
 
     for (const QString &form : wanted) {
-        for (qsizetype at = squeezed.indexOf(form); at >= 0; at = squeezed.indexOf(form, at + form.size()))
+        for (qsizetype at = squeezed.text.indexOf(form); at >= 0; at = squeezed.text.indexOf(form, at + form.size()))
             if (standsAlone(squeezed, at, form.size()))
                 return true;
     }

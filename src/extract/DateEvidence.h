@@ -13,7 +13,8 @@ namespace DateEvidence {
 QStringList forms(const QString &iso);
 
 // True when one of the forms of `iso` is written in `text` (case and white space ignored) with no digit
-// right before or after it: "11/5/2024" is no evidence for 2024-01-05.
+// right before or after it: "11/5/2024" is no evidence for 2024-01-05. White space (a line break too)
+// next to the form is a boundary, whatever lies beyond it.
 bool appears(const QString &iso, const QString &text);
 
 } // namespace DateEvidence

@@ -1,6 +1,6 @@
 // vellumark-reader: reads PDFs for another process, one request at a time, confined once started.
 // Requests arrive on standard input and answers leave on standard output, as frames of ReaderProtocol;
-// whatever the libraries print goes to standard error instead.
+// whatever the libraries print is kept off the user's terminal (see EngineMessages).
 #include "ocr/EngineThreads.h"
 #include "ocr/OCR.h"
 #include "ocr/PageReading.h"
@@ -15,6 +15,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
 #include <mutex>
@@ -25,6 +26,17 @@
 #include <thread>
 #include <unistd.h>
 
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define READER_SANITIZED
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define READER_SANITIZED
+#endif
+#ifdef READER_SANITIZED
+#include <sanitizer/common_interface_defs.h>
+#endif
+
 namespace {
 
 using ReaderProtocol::Kind;
@@ -32,17 +44,23 @@ using ReaderProtocol::Message;
 
 int answers = -1;
 
-// Poppler says "Out of memory" on standard error and carries on without the picture it couldn't make
-// room for, and Qt gives a null image with a warning: either way the page would read as blank. So
-// standard error passes through a pipe, watched for those words, on to where it went before.
-class OutOfMemoryWatch {
+// What the engines print on standard error or standard output ("Detected 89 diacritics", "Empty
+// page!!", Leptonica's complaints) means nothing to the user, and Tesseract writes it to the terminal
+// once the reader is confined, as its debug file can no longer be opened. So both pass through a pipe
+// and are dropped, or passed on to where standard error went before when VELLUMARK_READER_DEBUG=1.
+// The pipe is also watched: Poppler says "Out of memory" and carries on without the picture it couldn't
+// make room for, and Qt gives a null image with a warning; either way the page would read as blank.
+class EngineMessages {
 public:
     void start()
     {
         int ends[2];
         if (::pipe2(ends, O_CLOEXEC) != 0)
             return;
-        passOn_ = ::dup(STDERR_FILENO);
+        const int terminal = ::dup(STDERR_FILENO);
+        if (qgetenv("VELLUMARK_READER_DEBUG") == "1")
+            passOn_ = terminal;
+        keepSanitizerReports(terminal);
         watched_ = ends[0];
         ::fcntl(watched_, F_SETFL, O_NONBLOCK);
         ::dup2(ends[1], STDERR_FILENO);
@@ -60,14 +78,22 @@ public:
     }
 
     // Whether memory ran out in what was written so far.
-    bool seen()
+    bool outOfMemory()
     {
         std::lock_guard lock(mutex_);
         drain();
-        return seen_;
+        return outOfMemory_;
     }
 
 private:
+    // A sanitizer's report is no chatter: it goes straight to the terminal.
+    static void keepSanitizerReports([[maybe_unused]] int terminal)
+    {
+#ifdef READER_SANITIZED
+        __sanitizer_set_report_fd(reinterpret_cast<void *>(std::intptr_t(terminal)));
+#endif
+    }
+
     void drain()
     {
         if (watched_ < 0)
@@ -75,23 +101,25 @@ private:
         char buffer[4096];
         ssize_t count = 0;
         while ((count = ::read(watched_, buffer, sizeof buffer)) > 0) {
-            [[maybe_unused]] const ssize_t written = ::write(passOn_, buffer, std::size_t(count));
+            if (passOn_ >= 0) {
+                [[maybe_unused]] const ssize_t written = ::write(passOn_, buffer, std::size_t(count));
+            }
             // The end of the last piece too, for words cut in two.
             recent_.append(buffer, count);
             recent_ = recent_.right(1024);
             if (recent_.toLower().contains("out of memory"))
-                seen_ = true;
+                outOfMemory_ = true;
         }
     }
 
     int watched_ = -1;
-    int passOn_ = STDERR_FILENO;
+    int passOn_ = -1;
     std::mutex mutex_;
     QByteArray recent_;
-    bool seen_ = false;
+    bool outOfMemory_ = false;
 };
 
-OutOfMemoryWatch outOfMemory;
+EngineMessages engineMessages;
 
 void printMessage(QtMsgType, const QMessageLogContext &, const QString &message)
 {
@@ -192,7 +220,7 @@ void read(TextRecognizer &recognizer, const QString &path)
         OCR::recognize(
             path, recognizer, {},
             [](int index, int count, const OCR::Page &page) {
-                if (outOfMemory.seen())
+                if (engineMessages.outOfMemory())
                     throw std::bad_alloc();
                 send({ Kind::page, page.text, index, count, page.rotation });
             },
@@ -218,7 +246,7 @@ int main(int argc, char *argv[])
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     // What the libraries print never mixes with the answers.
     answers = ::dup(STDOUT_FILENO);
-    outOfMemory.start();
+    engineMessages.start();
 
     QString languages = QStringLiteral("eng");
     long memoryLimit = 0;
@@ -230,7 +258,7 @@ int main(int argc, char *argv[])
             memoryLimit = QByteArray(argv[index + 1]).toLong();
     }
     limitMemory(memoryLimit);
-    // Qt's warnings go to standard error, where the watch sees them, rather than to the journal.
+    // Qt's warnings go to standard error, where they are watched, rather than to the journal.
     qInstallMessageHandler(printMessage);
 
     std::unique_ptr<TextRecognizer> recognizer;

@@ -1,5 +1,7 @@
 #include "core/Graphemes.h"
 
+#include "support/Printing.h"
+
 #include <QString>
 
 #include <gtest/gtest.h>

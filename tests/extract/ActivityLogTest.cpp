@@ -1,5 +1,7 @@
 #include "extract/ActivityLog.h"
 
+#include "support/Printing.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -32,37 +34,27 @@ TEST(ActivityLog, keepsTheNewestTwoThousandEntries)
     EXPECT_EQ(log.entries().back().title, QStringLiteral("2000"));
 }
 
-TEST(ActivityLog, aFinishedRequestReplacesItsRunningEntryKeepingItsPlaceAndTime)
+TEST(ActivityLog, aFinishedRequestReplacesItsRunningEntryAndClearingKeepsRunningOnes)
 {
     ActivityLog log;
     const QUuid id = QUuid::createUuid();
     log.model(attempt(QStringLiteral("Running"), id), QStringLiteral("a.pdf"));
     const QDateTime started = log.entries().back().date;
-    EXPECT_EQ(log.entries().back().seconds, std::nullopt);
-    log.append(queueEntry(QStringLiteral("Filed")));
+    log.model(attempt(QStringLiteral("Running")), QStringLiteral("b.pdf"));
+    log.append(queueEntry(QStringLiteral("Paused")));
 
     log.model(attempt(QStringLiteral("OK"), id), QStringLiteral("a.pdf"));
-    ASSERT_EQ(log.entries().size(), 2u);
+    ASSERT_EQ(log.entries().size(), 3u);
     EXPECT_EQ(log.entries().front().outcome, QStringLiteral("OK"));
     EXPECT_EQ(log.entries().front().seconds, 2.34);
-    EXPECT_EQ(log.entries().front().tokens, 1840);
     EXPECT_EQ(log.entries().front().date, started);
 
-    // One whose running entry is gone comes in as new.
-    log.clear();
-    log.model(attempt(QStringLiteral("OK"), id), QStringLiteral("a.pdf"));
-    EXPECT_EQ(log.entries().size(), 1u);
-}
-
-TEST(ActivityLog, clearingKeepsRunningRequests)
-{
-    ActivityLog log;
-    log.append(queueEntry(QStringLiteral("Paused")));
-    log.model(attempt(QStringLiteral("Running")), QStringLiteral("a.pdf"));
-    log.model(attempt(QStringLiteral("OK")), QStringLiteral("b.pdf"));
     log.clear();
     ASSERT_EQ(log.entries().size(), 1u);
     EXPECT_EQ(log.entries().front().outcome, QStringLiteral("Running"));
+    // One whose running entry is gone comes in as new.
+    log.model(attempt(QStringLiteral("OK"), id), QStringLiteral("a.pdf"));
+    EXPECT_EQ(log.entries().size(), 2u);
 }
 
 TEST(ActivityEntry, failuresAreUnfinishedOrNotOkButNeverQueueEvents)
@@ -71,41 +63,33 @@ TEST(ActivityEntry, failuresAreUnfinishedOrNotOkButNeverQueueEvents)
     entry.outcome = QStringLiteral("The local model is unavailable");
     EXPECT_FALSE(entry.failed());
     entry.kind = ActivityEntry::Kind::model;
-    entry.outcome = QStringLiteral("Busy, try again later");
     EXPECT_TRUE(entry.failed());
     entry.outcome = QStringLiteral("Running");
-    EXPECT_FALSE(entry.failed());
-    entry.kind = ActivityEntry::Kind::ocr;
-    entry.outcome = QStringLiteral("OK");
     EXPECT_FALSE(entry.failed());
 }
 
 TEST(ActivityEntry, lineReadsTimeKindFileTitleOutcomeAndFigures)
 {
     const QLocale locale(QLocale::English, QLocale::UnitedKingdom);
-    ActivityEntry finished;
-    finished.date = QDateTime(QDate(2024, 3, 1), QTime(10, 42, 7));
-    finished.kind = ActivityEntry::Kind::model;
-    finished.file = QStringLiteral("Invoice 2024-03.pdf");
-    finished.title = QStringLiteral("Page 1, structured");
-    finished.outcome = QStringLiteral("OK");
-    finished.seconds = 2.34;
-    finished.tokens = 1840;
-    EXPECT_EQ(finished.line(locale),
-        QStringLiteral("10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: OK (2.3s, 1840 tokens)"));
-
-    ActivityEntry refused = finished;
-    refused.tokens.reset();
+    ActivityEntry refused;
+    refused.date = QDateTime(QDate(2024, 3, 1), QTime(10, 42, 7));
+    refused.kind = ActivityEntry::Kind::model;
+    refused.file = QStringLiteral("Invoice 2024-03.pdf");
+    refused.title = QStringLiteral("Page 1, structured");
     refused.outcome = QStringLiteral("Refused");
+    refused.seconds = 2.34;
+    refused.tokens = 1840;
     refused.attempt = attempt(QStringLiteral("Refused"));
     refused.attempt->refusalExplanation = QStringLiteral("I can't help with that");
     EXPECT_EQ(refused.line(locale),
-        QStringLiteral(
-            "10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: Refused (2.3s) “I can't help with that”"));
+        QStringLiteral("10:42:07  Model  Invoice 2024-03.pdf  Page 1, structured: Refused (2.3s, 1840 tokens) "
+                       "“I can't help with that”"));
 
-    ActivityEntry paused = queueEntry(QStringLiteral("Paused"));
-    paused.date = finished.date;
-    EXPECT_EQ(paused.line(locale), QStringLiteral("10:42:07  Queue  -  Paused: "));
+    // With no outcome the line ends with the title.
+    ActivityEntry unavailable = queueEntry(QStringLiteral("Local model unavailable: The server isn't answering"));
+    unavailable.date = refused.date;
+    EXPECT_EQ(unavailable.line(locale),
+        QStringLiteral("10:42:07  Queue  -  Local model unavailable: The server isn't answering"));
 }
 
 } // namespace

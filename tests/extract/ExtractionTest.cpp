@@ -1,12 +1,11 @@
 #include "extract/Extraction.h"
 
+#include "core/Cancellation.h"
 #include "extract/Failure.h"
+#include "support/Printing.h"
 #include "support/ScriptedModel.h"
 
 #include <gtest/gtest.h>
-
-#include "support/Printing.h"
-#include "core/Cancellation.h"
 
 using namespace Extractor;
 using Kind = GenerationError::Kind;
@@ -50,55 +49,41 @@ const PageFacts nothing = Script::facts(false, QStringLiteral("Other"), {}, {});
 
 TEST(Extract, stopRule_readsUntilAFirstPageIsConfirmed)
 {
-    {
-        // 12 readable pages: pages 1 and 2 agree, in another spelling.
+    const PageFacts respelled
+        = Script::facts(false, QStringLiteral("Utility bill"), QStringLiteral("ACME WATER INC."), {});
+    const PageFacts city = Script::facts(false, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), {});
+    const PageFacts cityFirst = Script::facts(
+        true, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), QStringLiteral("2023-01-01"));
+    const struct {
+        const char *what;
+        QStringList pages;
+        std::vector<PageFacts> replies; // then nothing found on any further page
+        std::vector<int> asked;
+        bool stopNote;
+    } cases[] = {
+        { "pages 1 and 2 agree, in another spelling", pages(12), { anchor, respelled }, { 1, 2 }, true },
+        { "the anchor on the only readable page", { QStringLiteral("blank"), page(2), QString(300, u' ') }, { anchor },
+            { 2 }, false },
+        { "agreement on the last page to read", pages(3),
+            { nothing, anchor, Script::facts(false, {}, QStringLiteral("Acme Water"), {}) }, { 1, 2, 3 }, false },
+        // A second sender, pages without one, a first page whose date isn't written on it: of 12 readable
+        // pages the first 6 and the last 2 are read.
+        { "never confirmed", pages(12), { anchor, city, cityFirst }, { 1, 2, 3, 4, 5, 6, 11, 12 }, false },
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
         ScriptedModel model;
-        model.push(anchor);
-        model.push(Script::facts(false, QStringLiteral("Utility bill"), QStringLiteral("ACME WATER INC."), {}));
-        const Output output = extract(model, input(pages(12)));
-        EXPECT_EQ(pagesAsked(model), std::vector<int>({ 1, 2 }));
-        EXPECT_EQ(output.organization, QStringLiteral("Acme Water"));
-        EXPECT_EQ(output.kind, QStringLiteral("Utility bill"));
-        EXPECT_EQ(output.date, QStringLiteral("2024-03-12"));
-        ASSERT_TRUE(output.trace.consensus);
-        EXPECT_TRUE(output.trace.consensus->startsWith(QStringLiteral("Stopped after page 2: pages agree. ")))
-            << output.trace.consensus->toStdString();
-    }
-    {
-        // The anchor on the only readable page: one request, no stop note.
-        ScriptedModel model;
-        model.push(anchor);
-        QStringList scan = { QStringLiteral("blank"), page(2), QString(300, u' ') };
-        const Output output = extract(model, input(scan));
-        EXPECT_EQ(pagesAsked(model), std::vector<int>({ 2 }));
-        ASSERT_TRUE(output.trace.consensus);
-        EXPECT_FALSE(output.trace.consensus->contains(QStringLiteral("Stopped")));
-    }
-    {
-        // Agreement found on the last page to read: no stop note either.
-        ScriptedModel model;
-        model.push(nothing);
-        model.push(anchor);
-        model.push(Script::facts(false, {}, QStringLiteral("Acme Water"), {}));
-        const Output output = extract(model, input(pages(3)));
-        EXPECT_EQ(pagesAsked(model), std::vector<int>({ 1, 2, 3 }));
-        EXPECT_FALSE(output.trace.consensus->contains(QStringLiteral("Stopped")));
-    }
-    {
-        // Never confirmed: a second sender, pages without a sender, a first page whose date isn't
-        // written on it. Of 12 readable pages, the first 6 and the last 2 are read.
-        ScriptedModel model;
-        model.push(anchor);
-        model.push(Script::facts(false, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), {}));
-        model.push(Script::facts(
-            true, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), QStringLiteral("2023-01-01")));
+        for (const PageFacts &reply : c.replies)
+            model.push(reply);
         model.setRule([](const ScriptedModel::Call &, const std::stop_token &) { return nothing; });
-        extract(model, input(pages(12)));
-        EXPECT_EQ(pagesAsked(model), std::vector<int>({ 1, 2, 3, 4, 5, 6, 11, 12 }));
+        const Output output = extract(model, input(c.pages));
+        EXPECT_EQ(pagesAsked(model), c.asked);
+        EXPECT_EQ(
+            output.trace.consensus.value_or(QString()).startsWith(u"Stopped after page 2: pages agree."), c.stopNote);
     }
 }
 
-TEST(Extract, transcript_recordsTheScanAndEveryRequest)
+TEST(Extract, theTranscriptRecordsTheScanAndEveryRequest)
 {
     ScriptedModel model;
     model.push(Script::refusal(QStringLiteral("No.")));
@@ -107,29 +92,18 @@ TEST(Extract, transcript_recordsTheScanAndEveryRequest)
     ExtractionInput scan = input(pages(2));
     scan.similar = Similar { QStringLiteral("2023/water.pdf"), QStringLiteral("Acme Water") };
     scan.customInstructions = QStringLiteral("  Be brief.\n");
-    std::vector<Trace::Attempt> seen;
-    const QDateTime before = QDateTime::currentDateTimeUtc();
+    int seen = 0;
 
-    const Output output = extract(model, scan, {}, [&](const Trace::Attempt &attempt) { seen.push_back(attempt); });
+    const Output output = extract(model, scan, {}, [&](const Trace::Attempt &) { ++seen; });
 
     const Trace &trace = output.trace;
-    EXPECT_GE(trace.date, before.addSecs(-1));
     EXPECT_EQ(trace.system, model.systemDescription());
     EXPECT_TRUE(trace.customInstructions);
-    EXPECT_EQ(trace.hint, QStringLiteral("looks like 2023/water.pdf, filed under \u201CAcme Water\u201D"));
-    ASSERT_EQ(trace.attempts.size(), 3u);
-    EXPECT_EQ(trace.attempts[0].outcome, QStringLiteral("Refused. The model refused."));
-    EXPECT_EQ(trace.attempts[1].outcome, QStringLiteral("Not in the asked-for form"));
-    EXPECT_EQ(trace.attempts[2].outcome, QStringLiteral("OK"));
-    EXPECT_TRUE(
-        trace.attempts[2].instructions.startsWith(QStringLiteral("Be brief.\n\nOrganizations already on file:")));
-    EXPECT_TRUE(trace.attempts[2].prompt.contains(QStringLiteral("already filed under \u201CAcme Water\u201D")));
-    ASSERT_EQ(trace.pages.size(), 1u);
-    EXPECT_EQ(trace.pages[0].page, 1);
-    EXPECT_EQ(seen.size(), 6u);
+    EXPECT_TRUE(trace.attempts.at(2).prompt.contains(QStringLiteral("already filed under \u201CAcme Water\u201D")));
+    EXPECT_EQ(trace.attempts.size(), 3u);
+    EXPECT_EQ(trace.pages.size(), 1u);
+    EXPECT_EQ(seen, 6);
     EXPECT_EQ(output.organization, QStringLiteral("Acme Water"));
-    EXPECT_FALSE(output.date);
-    EXPECT_EQ(Trace::decode(trace.encode().value_or(QByteArray())), trace);
     EXPECT_TRUE(trace.summary().contains(QStringLiteral("2 of 3 requests failed (1 refused): Refused")));
 
     // Blank custom instructions are the built-in ones.
@@ -141,15 +115,13 @@ TEST(Extract, transcript_recordsTheScanAndEveryRequest)
     EXPECT_EQ(plainModel.calls().at(0).request.instructions, instructions(std::nullopt, scan.organizations));
 }
 
-TEST(Extract, scansWithoutAnswers_blankIsFiledEmptyAndSilentIsAFailure)
+TEST(Extract, aBlankScanIsFiledEmptyAndOneTheModelWontAnswerFails)
 {
     {
         ScriptedModel model;
         const Output output = extract(model, input({ QString(), QStringLiteral("Page 2 of 2") }));
         EXPECT_TRUE(model.calls().empty());
         EXPECT_FALSE(output.organization || output.kind || output.date);
-        EXPECT_EQ(output.trace.consensus, QStringLiteral("No page has enough text to read."));
-        EXPECT_TRUE(output.trace.attempts.empty());
     }
     {
         ScriptedModel model;
@@ -162,41 +134,26 @@ TEST(Extract, scansWithoutAnswers_blankIsFiledEmptyAndSilentIsAFailure)
             ADD_FAILURE() << "no Failure thrown";
         } catch (const Failure &failure) {
             EXPECT_EQ(failure.kind, Failure::Kind::failed);
-            EXPECT_EQ(
-                failure.message, QStringLiteral("The local model wouldn\u2019t answer for any page of this document."));
             ASSERT_TRUE(failure.trace);
-            EXPECT_EQ(failure.trace->attempts.size(), 4u);
-            EXPECT_TRUE(failure.trace->pages.empty());
             EXPECT_TRUE(failure.trace->summary().contains(QStringLiteral("4 of 4 requests failed")));
         }
     }
 }
 
-TEST(Extract, busyOrStopped_abandonsTheScan)
+TEST(Extract, aBusyModelOrAStopBetweenTwoPagesAbandonsTheScan)
 {
-    {
-        ScriptedModel model;
-        model.push(Script::facts(false, {}, QStringLiteral("Acme Water"), {}));
-        model.push(Script::error(Kind::rateLimited, QStringLiteral("429 Too Many Requests")));
-        try {
-            extract(model, input(pages(3)));
-            ADD_FAILURE() << "no Failure thrown";
-        } catch (const Failure &failure) {
-            EXPECT_EQ(failure.kind, Failure::Kind::retryLater);
-            EXPECT_EQ(failure.message, QStringLiteral("429 Too Many Requests"));
-        }
-        EXPECT_EQ(model.calls().size(), 2u);
-    }
-    {
-        // Stopped between two pages.
-        ScriptedModel model;
-        model.push(nothing);
-        std::stop_source stop;
-        const auto stopWhenDone = [&](const Trace::Attempt &attempt) {
-            if (attempt.outcome != u"Running")
-                stop.request_stop();
-        };
-        EXPECT_THROW(extract(model, input(pages(3)), stop.get_token(), stopWhenDone), Cancelled);
-        EXPECT_EQ(model.calls().size(), 1u);
-    }
+    ScriptedModel busy;
+    busy.push(Script::error(Kind::rateLimited));
+    EXPECT_THROW(extract(busy, input(pages(3))), Failure);
+    EXPECT_EQ(busy.calls().size(), 1u);
+
+    ScriptedModel model;
+    model.push(nothing);
+    std::stop_source stop;
+    const auto stopWhenDone = [&](const Trace::Attempt &attempt) {
+        if (attempt.outcome != u"Running")
+            stop.request_stop();
+    };
+    EXPECT_THROW(extract(model, input(pages(3)), stop.get_token(), stopWhenDone), Cancelled);
+    EXPECT_EQ(model.calls().size(), 1u);
 }

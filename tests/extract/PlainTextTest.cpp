@@ -1,8 +1,8 @@
 #include "extract/PlainText.h"
 
-#include <gtest/gtest.h>
-
 #include "support/Printing.h"
+
+#include <gtest/gtest.h>
 
 using namespace Extractor;
 
@@ -26,7 +26,7 @@ std::optional<QString> text(const char16_t *value)
 }
 } // namespace
 
-TEST(ParsePlainText, labelledAnswers)
+TEST(ParsePlainText, labelledOrBareAnswers)
 {
     struct Case {
         QString reply;
@@ -43,8 +43,6 @@ TEST(ParsePlainText, labelledAnswers)
         // "Date" never takes the "Date label" line, whichever comes first.
         { QStringLiteral("organization: Acme\nDATE LABEL: Due\ndate: 2024-01-02\nfirst page: y"),
             PlainAnswer { true, std::nullopt, text(u"Acme"), text(u"Due"), text(u"2024-01-02") } },
-        { QStringLiteral("Organization: Acme\nDate label: Statement Date 2024-01-02"),
-            PlainAnswer { false, std::nullopt, text(u"Acme"), text(u"Statement Date 2024-01-02"), std::nullopt } },
         { QStringLiteral("Organization:\nType: N/A\nFirst page: no, yes\nDate: 2024-13-01"), PlainAnswer {} },
         { QStringLiteral("First page - yes\nOrganizations: Acme\nOrganization: UNKNOWN\nType: Unknown"),
             PlainAnswer {} },
@@ -52,32 +50,17 @@ TEST(ParsePlainText, labelledAnswers)
         { QStringLiteral("Organization Acme\nOrganization ** : Bolt\nOrganization: Cord"),
             PlainAnswer { false, std::nullopt, text(u"Bolt"), std::nullopt, std::nullopt } },
         { QStringLiteral("\n\n  \n"), std::nullopt },
-    };
-    for (const Case &c : cases)
-        EXPECT_EQ(parsePlainText(c.reply), c.expected) << c.reply.toStdString();
-}
-
-TEST(ParsePlainText, bareAnswers)
-{
-    struct Case {
-        QString reply;
-        std::optional<PlainAnswer> expected;
-    };
-    const Case cases[] = {
+        // Bare answers: the lines in order, those not given left out.
         { QStringLiteral("yes\nAcme Water\n2024-03-12"),
             PlainAnswer { true, std::nullopt, text(u"Acme Water"), std::nullopt, text(u"2024-03-12") } },
-        { QStringLiteral("Acme Water"), std::nullopt },
         { QStringLiteral("No.\n*Invoice*\nAcme Water\nInvoice date\nMarch 12, 2024"),
             PlainAnswer { false, text(u"Invoice"), text(u"Acme Water"), text(u"Invoice date"), text(u"2024-03-12") } },
-        { QStringLiteral("invoice.\n\"Acme Water\"\nnone"),
-            PlainAnswer { false, text(u"invoice."), text(u"Acme Water"), std::nullopt, std::nullopt } },
         { QStringLiteral("Utility bill\nnone\nStatement Date\n2024-03-12"),
             PlainAnswer { false, text(u"Utility bill"), std::nullopt, text(u"Statement Date"), text(u"2024-03-12") } },
         // Neither a type nor a date: no answer.
         { QStringLiteral("yes\nAcme Water\nStatement Date"), std::nullopt },
         // Too many lines left between the type and the date.
         { QStringLiteral("yes\nInvoice\nAcme\nLabel\nExtra\n2024-03-12"), std::nullopt },
-        { QStringLiteral("a\nb\nc\nd\ne\nf\n2024-03-12"), std::nullopt },
         { u"yes\n" + QString(120, u'x') + u"\n2024-03-12",
             PlainAnswer { true, std::nullopt, QString(120, u'x'), std::nullopt, text(u"2024-03-12") } },
         { u"yes\n" + QString(121, u'x') + u"\n2024-03-12", std::nullopt },
@@ -98,12 +81,9 @@ TEST(DateParts, formsInOrderOfPreference)
     const Case cases[] = {
         { QStringLiteral("Due 3/4/2024, statement 2024-3-05"), DateParts { 2024, 3, 5 } },
         { QStringLiteral("3/4/2099"), DateParts { 1999, 3, 4 } },
-        { QStringLiteral("1/1/26"), DateParts { 1926, 1, 1 } },
         { QStringLiteral("113/4/2024 and 1/2/20245"), std::nullopt },
         { QStringLiteral("Closing 45/99/24"), DateParts { 2024, 45, 99 } },
-        { QStringLiteral("Jan 40, 2024"), DateParts { 2024, 1, 40 } },
         { QStringLiteral("STATEMENT DATE Sept. 9,\n2023"), DateParts { 2023, 9, 9 } },
-        { QStringLiteral("on 1 Dec., 2023"), DateParts { 2023, 12, 1 } },
         // The month-first form matched, so a month name it doesn't know gives nothing.
         { QStringLiteral("remember 5, 2024 or 5 May 2024"), std::nullopt },
         { QStringLiteral("09.05.2024"), std::nullopt },
@@ -121,15 +101,11 @@ TEST(NormalizeDate, realDatesFrom1900ToFourHundredDaysAhead)
     };
     const Case cases[] = {
         { QStringLiteral("Sept. 9, 2023"), text(u"2023-09-09") },
-        { QStringLiteral("12/31/99"), text(u"1999-12-31") },
-        { QStringLiteral("  2024-3-5\n"), text(u"2024-03-05") },
         { QStringLiteral("2024-02-30"), std::nullopt },
-        { QStringLiteral("Jan 40, 2024"), std::nullopt },
         { QStringLiteral("2024-13-01 or 2024-03-01"), std::nullopt },
         { QStringLiteral("1900-01-01"), text(u"1900-01-01") },
         { QStringLiteral("2025-07-01"), text(u"2025-07-01") },
         { QStringLiteral("2025-07-20"), std::nullopt },
-        { QString(), std::nullopt },
     };
     for (const Case &c : cases)
         EXPECT_EQ(normalizeDate(c.text, now), c.expected) << c.text.toStdString();

@@ -5,12 +5,15 @@
 #include "ocr/TextRecognizer.h"
 #include "support/ScanPdf.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -181,6 +184,32 @@ TEST_F(ReaderWorkerTest, aReaderThatCannotStartBlamesNoFile)
         EXPECT_THROW(dying.recognize(blank), ReaderUnavailable);
         EXPECT_EQ(dying.deathsInARow(), attempt);
     }
+}
+
+// Tesseract prints "Empty page!!" for a page of specks: the user's terminal never sees it, unless asked.
+TEST_F(ReaderWorkerTest, whatTheEnginesPrintStaysOffTheTerminal)
+{
+    ScanPage specks;
+    for (int row = 0; row < 40; ++row)
+        specks.lines << QStringLiteral(". ' ` , ").repeated(8 + row % 3);
+    const QString path = file(QStringLiteral("specks.pdf"), scanPdf({ specks }));
+    const auto printed = [&](bool debug) {
+        const QByteArray captured = QFile::encodeName(folder.filePath(QStringLiteral("stderr")));
+        const int capture = ::open(captured.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        const int terminal = ::dup(STDERR_FILENO);
+        ::dup2(capture, STDERR_FILENO);
+        if (debug)
+            qputenv("VELLUMARK_READER_DEBUG", "1");
+        ReaderWorker({}).recognize(path);
+        qunsetenv("VELLUMARK_READER_DEBUG");
+        ::dup2(terminal, STDERR_FILENO);
+        ::close(terminal);
+        ::close(capture);
+        QFile file(QFile::decodeName(captured));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unread)");
+    };
+    EXPECT_EQ(printed(false).toStdString(), "");
+    EXPECT_NE(printed(true).toStdString(), "");
 }
 
 #ifndef VELLUMARK_NO_MEMORY_LIMIT
