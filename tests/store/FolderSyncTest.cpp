@@ -1,11 +1,10 @@
 #include "store/FolderScan.h"
+#include "support/Printing.h"
 #include "support/StoreFixture.h"
 
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-
-#include <algorithm>
 
 using Ids = std::vector<std::int64_t>;
 
@@ -15,7 +14,7 @@ const QDateTime fileTime = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC)
 
 class FolderSync : public StoreFixture {
 protected:
-    QString at(const QString &relativePath) const { return QDir(dir.path()).filePath(relativePath); }
+    QString at(const QString &relativePath) const { return dir.filePath(relativePath); }
 
     // Writes a file with a fixed modification time, creating its folders.
     void write(const QString &relativePath, const QByteArray &content, const QDateTime &modified = fileTime)
@@ -24,21 +23,18 @@ protected:
         QFile file(at(relativePath));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(content);
-        ASSERT_TRUE(file.flush());
-        ASSERT_TRUE(file.setFileTime(modified, QFileDevice::FileModificationTime));
+        ASSERT_TRUE(file.flush() && file.setFileTime(modified, QFileDevice::FileModificationTime));
     }
     void setTime(const QString &relativePath, const QDateTime &modified)
     {
         QFile file(at(relativePath));
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-        ASSERT_TRUE(file.setFileTime(modified, QFileDevice::FileModificationTime));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.setFileTime(modified, QFileDevice::FileModificationTime));
     }
     void rename(const QString &from, const QString &to)
     {
         QDir(dir.path()).mkpath(QFileInfo(at(to)).path());
         ASSERT_TRUE(QFile::rename(at(from), at(to)));
     }
-
     QStringList listed(const QString &folder)
     {
         QStringList paths;
@@ -61,8 +57,8 @@ protected:
 
     std::int64_t idOf(const QString &path)
     {
-        return value(QStringLiteral("SELECT id FROM documents WHERE path = '") + path + QLatin1Char('\''))
-            .value_or(QStringLiteral("0"))
+        return value(QStringLiteral("SELECT id FROM documents WHERE path = '%1'").arg(path))
+            .value_or(QString())
             .toLongLong();
     }
     // Text recognition finished for the scan: its pages and the file's hash are stored.
@@ -74,25 +70,29 @@ protected:
     }
     QString status(std::int64_t id)
     {
-        return column(id, QStringLiteral("ocr_status")).value_or(QString()) + QLatin1Char('/')
-            + column(id, QStringLiteral("extract_status")).value_or(QString());
+        return value(QStringLiteral("SELECT ocr_status || '/' || extract_status FROM documents WHERE id = %1").arg(id))
+            .value_or(QString());
     }
     QString missing(std::int64_t id) { return column(id, QStringLiteral("missing")).value_or(QString()); }
     int rowCount() { return value(QStringLiteral("SELECT COUNT(*) FROM documents")).value_or(QString()).toInt(); }
 };
 
-TEST_F(FolderSync, enumerate_listsPDFsAtAnyDepthButNotHiddenPackagedOrOtherFiles)
+TEST_F(FolderSync, enumerate_listsPDFsAtAnyDepthAndLinksInsideButNoHiddenPackagedOrOtherFiles)
 {
     write(QStringLiteral("Invoices/2024/a.pdf"), "%PDF-a", fileTime.addMSecs(250));
     write(QStringLiteral("report.PDF"), "%PDF-report");
     write(QStringLiteral("archive.pdf/inside.pdf"), "%PDF-inside");
-    write(QStringLiteral("notes.txt"), "text");
-    write(QStringLiteral("pdf"), "no extension");
-    write(QStringLiteral(".hidden.pdf"), "%PDF-hidden");
-    write(QStringLiteral(".cache/b.pdf"), "%PDF-b");
-    write(QStringLiteral("Viewer.app/Contents/help.pdf"), "%PDF-help");
-    write(QStringLiteral("Holiday.photoslibrary/c.pdf"), "%PDF-c");
-    write(QStringLiteral("Backup.SparseBundle/d.pdf"), "%PDF-d");
+    for (const char *skipped : { "notes.txt", "pdf", ".hidden.pdf", ".cache/b.pdf", "Viewer.app/Contents/help.pdf",
+             "Holiday.photoslibrary/c.pdf", "Backup.SparseBundle/d.pdf" })
+        write(QString::fromUtf8(skipped), "%PDF-skipped");
+    QTemporaryDir outside;
+    QFile(outside.filePath(QStringLiteral("elsewhere.pdf"))).open(QIODevice::WriteOnly);
+    ASSERT_TRUE(QFile::link(at(QStringLiteral("report.PDF")), at(QStringLiteral("shortcut.pdf"))));
+    ASSERT_TRUE(QFile::link(outside.filePath(QStringLiteral("elsewhere.pdf")), at(QStringLiteral("outside.pdf"))));
+    ASSERT_TRUE(QFile::link(at(QStringLiteral("nowhere")), at(QStringLiteral("dangling.pdf"))));
+    ASSERT_TRUE(QFile::link(at(QStringLiteral("loop.pdf")), at(QStringLiteral("loop.pdf"))));
+    ASSERT_TRUE(QFile::link(at(QStringLiteral("Invoices")), at(QStringLiteral("Invoices/again"))));
+    ASSERT_TRUE(QFile::link(outside.path(), at(QStringLiteral("linked folder"))));
 
     const auto files = enumeratePDFs(dir.path());
     const auto a = std::find_if(files.begin(), files.end(),
@@ -100,49 +100,29 @@ TEST_F(FolderSync, enumerate_listsPDFsAtAnyDepthButNotHiddenPackagedOrOtherFiles
     ASSERT_NE(a, files.end());
     EXPECT_EQ(a->size, 6);
     EXPECT_EQ(a->modified, fileTime.addMSecs(250));
-    EXPECT_EQ(listed(dir.path()),
-        (QStringList { QStringLiteral("Invoices/2024/a.pdf"), QStringLiteral("archive.pdf/inside.pdf"),
-            QStringLiteral("report.PDF") }));
-}
-
-TEST_F(FolderSync, enumerate_followsLinksOnlyToFilesInsideTheFolder)
-{
-    QTemporaryDir outside;
-    QFile(outside.filePath(QStringLiteral("elsewhere.pdf"))).open(QIODevice::WriteOnly);
-    write(QStringLiteral("real/a.pdf"), "%PDF-a");
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("real/a.pdf")), at(QStringLiteral("shortcut.pdf"))));
-    ASSERT_TRUE(QFile::link(outside.filePath(QStringLiteral("elsewhere.pdf")), at(QStringLiteral("outside.pdf"))));
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("nowhere")), at(QStringLiteral("dangling.pdf"))));
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("loop.pdf")), at(QStringLiteral("loop.pdf"))));
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("real")), at(QStringLiteral("real/again"))));
-    ASSERT_TRUE(QFile::link(outside.path(), at(QStringLiteral("linked folder"))));
-
-    // The link is listed under its target's path; the sync takes the file once.
-    EXPECT_EQ(listed(dir.path()), (QStringList { QStringLiteral("real/a.pdf"), QStringLiteral("real/a.pdf") }));
+    // A link is listed under its target's path; the sync takes the file once.
+    const QStringList expected { QStringLiteral("Invoices/2024/a.pdf"), QStringLiteral("archive.pdf/inside.pdf"),
+        QStringLiteral("report.PDF"), QStringLiteral("report.PDF") };
+    EXPECT_EQ(listed(dir.path()), expected);
     EXPECT_TRUE(sync());
-    EXPECT_EQ(rowCount(), 1);
-
+    EXPECT_EQ(rowCount(), 3);
     // A folder reached through a link of its own lists the same relative paths.
     ASSERT_TRUE(QFile::link(dir.path(), outside.filePath(QStringLiteral("scans"))));
-    EXPECT_EQ(listed(outside.filePath(QStringLiteral("scans"))).size(), 2);
-    EXPECT_TRUE(listed(dir.filePath(QStringLiteral("does not exist"))).isEmpty());
+    EXPECT_EQ(listed(outside.filePath(QStringLiteral("scans"))), expected);
 }
 
 TEST_F(FolderSync, firstSync_addsEveryPDFPendingAndSearchableWithoutReadingAny)
 {
     write(QStringLiteral("Invoices/2024/a.pdf"), "%PDF-a");
     write(QStringLiteral("b.pdf"), "%PDF-b");
-
     EXPECT_TRUE(sync());
-    const auto documents = store->documents();
-    ASSERT_EQ(documents.size(), 2u);
-    for (const auto &doc : documents) {
-        EXPECT_EQ(doc.ocrStatus, OCRStatus::pending);
-        EXPECT_EQ(doc.extractStatus, ExtractStatus::pending);
+    for (const auto &doc : store->documents()) {
+        EXPECT_EQ(status(doc.id), QStringLiteral("pending/pending"));
         EXPECT_FALSE(doc.missing);
         EXPECT_EQ(doc.fileSize, 6);
         EXPECT_EQ(doc.fileModified, fileTime);
     }
+    EXPECT_EQ(rowCount(), 2);
     EXPECT_EQ(search(QStringLiteral("invoices")), Ids { idOf(QStringLiteral("Invoices/2024/a.pdf")) });
     EXPECT_TRUE(hashed.isEmpty());
     EXPECT_FALSE(sync());
@@ -150,9 +130,8 @@ TEST_F(FolderSync, firstSync_addsEveryPDFPendingAndSearchableWithoutReadingAny)
 
 TEST_F(FolderSync, changedFile_goesBackToTextRecognitionKeepingHandSetFacts)
 {
-    write(QStringLiteral("filed.pdf"), "%PDF-filed");
-    write(QStringLiteral("manual.pdf"), "%PDF-manual");
-    write(QStringLiteral("grown.pdf"), "%PDF-grown");
+    for (const char *name : { "filed.pdf", "manual.pdf", "grown.pdf" })
+        write(QString::fromUtf8(name), "%PDF-same");
     sync();
     const auto filed = idOf(QStringLiteral("filed.pdf"));
     const auto manual = idOf(QStringLiteral("manual.pdf"));
@@ -170,24 +149,24 @@ TEST_F(FolderSync, changedFile_goesBackToTextRecognitionKeepingHandSetFacts)
 
     setTime(QStringLiteral("filed.pdf"), fileTime.addSecs(60));
     setTime(QStringLiteral("manual.pdf"), fileTime.addMSecs(-600));
-    write(QStringLiteral("grown.pdf"), "%PDF-grown, now longer");
+    write(QStringLiteral("grown.pdf"), "%PDF-same, now longer");
     EXPECT_TRUE(sync());
     EXPECT_EQ(status(filed), QStringLiteral("pending/pending"));
     EXPECT_EQ(status(manual), QStringLiteral("pending/manual"));
     EXPECT_EQ(status(grown), QStringLiteral("pending/pending"));
     EXPECT_FALSE(column(filed, QStringLiteral("sha256")));
     EXPECT_FALSE(column(filed, QStringLiteral("page_rotations")));
-    EXPECT_EQ(column(grown, QStringLiteral("file_size")), QStringLiteral("22"));
+    EXPECT_EQ(column(grown, QStringLiteral("file_size")), QStringLiteral("21"));
     // Old results stay until new ones replace them.
     EXPECT_EQ(column(manual, QStringLiteral("doc_date")), QStringLiteral("2023-12-24"));
     EXPECT_EQ(column(filed, QStringLiteral("doc_date")), QStringLiteral("2024-03-01"));
     EXPECT_EQ(store->pages(filed), QStringList { QStringLiteral("Water bill") });
     EXPECT_EQ(rowCount(), 3);
-    EXPECT_FALSE(sync());
 }
 
-// Only a scan that was read has a hash to be recognised by.
-TEST_F(FolderSync, renamedScan_keepsItsRowWhenItWasReadAndIsNewOtherwise)
+// A new file with the size and content of a missing scan that was read takes it over; only a scan that
+// was read has a hash to be recognised by, and only new files of a missing scan's size are hashed.
+TEST_F(FolderSync, movedScan_isRecognisedByItsContentAndKeepsItsRow)
 {
     write(QStringLiteral("scan0001.pdf"), "%PDF-letter");
     write(QStringLiteral("unread.pdf"), "%PDF-unread");
@@ -200,6 +179,8 @@ TEST_F(FolderSync, renamedScan_keepsItsRowWhenItWasReadAndIsNewOtherwise)
     rename(QStringLiteral("scan0001.pdf"), QStringLiteral("Letters/tariff.pdf"));
     setTime(QStringLiteral("Letters/tariff.pdf"), fileTime.addDays(3));
     rename(QStringLiteral("unread.pdf"), QStringLiteral("renamed.pdf"));
+    write(QStringLiteral("same size.pdf"), "%PDF-LETTER");
+    write(QStringLiteral("other size.pdf"), "%PDF-letters");
     EXPECT_TRUE(sync());
 
     EXPECT_EQ(idOf(QStringLiteral("Letters/tariff.pdf")), id);
@@ -208,15 +189,16 @@ TEST_F(FolderSync, renamedScan_keepsItsRowWhenItWasReadAndIsNewOtherwise)
     EXPECT_EQ(column(id, QStringLiteral("file_modified")).value().toDouble(), secondsSince1970(fileTime.addDays(3)));
     EXPECT_EQ(column(id, QStringLiteral("doc_date")), QStringLiteral("2024-05-02"));
     EXPECT_EQ(store->pages(id), QStringList { QStringLiteral("Dear customer, your tariff changes") });
-    EXPECT_EQ(search(QStringLiteral("tariff")), Ids { id });
     EXPECT_EQ(search(QStringLiteral("name:letters")), Ids { id });
     EXPECT_TRUE(search(QStringLiteral("name:scan0001")).empty());
 
-    EXPECT_EQ(rowCount(), 3);
+    EXPECT_EQ(rowCount(), 5);
     EXPECT_EQ(missing(unread), QStringLiteral("1"));
-    EXPECT_NE(idOf(QStringLiteral("renamed.pdf")), unread);
+    EXPECT_EQ(column(unread, QStringLiteral("path")), QStringLiteral("unread.pdf"));
     hashed.sort();
-    EXPECT_EQ(hashed, (QStringList { QStringLiteral("Letters/tariff.pdf"), QStringLiteral("renamed.pdf") }));
+    EXPECT_EQ(hashed,
+        (QStringList {
+            QStringLiteral("Letters/tariff.pdf"), QStringLiteral("renamed.pdf"), QStringLiteral("same size.pdf") }));
 }
 
 TEST_F(FolderSync, deletedAndRestoredFile_comesBackWhole)
@@ -230,7 +212,6 @@ TEST_F(FolderSync, deletedAndRestoredFile_comesBackWhole)
     ASSERT_TRUE(QFile::remove(at(QStringLiteral("a.pdf"))));
     EXPECT_TRUE(sync());
     EXPECT_EQ(missing(id), QStringLiteral("1"));
-    EXPECT_EQ(store->pages(id), QStringList { QStringLiteral("Insurance policy") });
     EXPECT_FALSE(sync());
 
     write(QStringLiteral("a.pdf"), "%PDF-a");
@@ -242,35 +223,8 @@ TEST_F(FolderSync, deletedAndRestoredFile_comesBackWhole)
     EXPECT_EQ(search(QStringLiteral("insurance")), Ids { id });
 }
 
-TEST_F(FolderSync, newFileOfAMissingScansSize_takesOverTheOneWithItsContent)
-{
-    write(QStringLiteral("one.pdf"), "%PDF-1111");
-    write(QStringLiteral("two.pdf"), "%PDF-2222");
-    sync();
-    const auto one = idOf(QStringLiteral("one.pdf"));
-    const auto two = idOf(QStringLiteral("two.pdf"));
-    read(one, QStringLiteral("first"));
-    read(two, QStringLiteral("second"));
-    QFile::remove(at(QStringLiteral("one.pdf")));
-    QFile::remove(at(QStringLiteral("two.pdf")));
-    sync();
-
-    write(QStringLiteral("moved/two.pdf"), "%PDF-2222");
-    write(QStringLiteral("same size.pdf"), "%PDF-3333");
-    write(QStringLiteral("other size.pdf"), "%PDF-22222");
-    hashed.clear();
-    EXPECT_TRUE(sync());
-
-    EXPECT_EQ(idOf(QStringLiteral("moved/two.pdf")), two);
-    EXPECT_EQ(missing(two), QStringLiteral("0"));
-    EXPECT_EQ(missing(one), QStringLiteral("1"));
-    EXPECT_EQ(column(one, QStringLiteral("path")), QStringLiteral("one.pdf"));
-    EXPECT_EQ(rowCount(), 4);
-    hashed.sort();
-    EXPECT_EQ(hashed, (QStringList { QStringLiteral("moved/two.pdf"), QStringLiteral("same size.pdf") }));
-}
-
-TEST_F(FolderSync, fileHasher_givesTheLowerCaseHexSHA256OfTheWholeFileOrNothing)
+// Files that differ only after the first megabyte are told apart.
+TEST_F(FolderSync, fileHasher_givesTheSHA256OfTheWholeFileOrNothing)
 {
     QByteArray content(3 << 20, 'x');
     content[1 << 20] = 'y';
@@ -282,7 +236,7 @@ TEST_F(FolderSync, fileHasher_givesTheLowerCaseHexSHA256OfTheWholeFileOrNothing)
     EXPECT_FALSE(hash(QStringLiteral(".")));
 }
 
-TEST_F(FolderSync, emptyListing_marksEveryScanMissingAndChangesNothingElse)
+TEST_F(FolderSync, vanishedFolder_marksEveryScanMissingAndChangesNothingElse)
 {
     write(QStringLiteral("a.pdf"), "%PDF-a");
     write(QStringLiteral("sub/b.pdf"), "%PDF-b");
@@ -290,7 +244,6 @@ TEST_F(FolderSync, emptyListing_marksEveryScanMissingAndChangesNothingElse)
     read(idOf(QStringLiteral("a.pdf")), QStringLiteral("text"));
     auto before = store->documents();
 
-    // What a folder that vanished lists.
     EXPECT_TRUE(store->sync(enumeratePDFs(at(QStringLiteral("gone"))), fileHasher(at(QStringLiteral("gone")))));
     for (auto &doc : before)
         doc.missing = true;
@@ -319,13 +272,11 @@ TEST_F(FolderSync, failureHalfWay_leavesTheCatalogueAsItWas)
 
 TEST_F(FolderSync, removeMissing_deletesOnlyMissingScansWithTheirPagesAndSearchEntries)
 {
-    write(QStringLiteral("gone.pdf"), "%PDF-gone");
-    write(QStringLiteral("kept.pdf"), "%PDF-kept");
-    write(QStringLiteral("also gone.pdf"), "%PDF-also");
+    for (const char *name : { "gone.pdf", "kept.pdf", "also gone.pdf" })
+        write(QString::fromUtf8(name), name);
     sync();
     const auto gone = idOf(QStringLiteral("gone.pdf"));
     const auto kept = idOf(QStringLiteral("kept.pdf"));
-    const auto alsoGone = idOf(QStringLiteral("also gone.pdf"));
     read(gone, QStringLiteral("receipt"));
     read(kept, QStringLiteral("receipt"));
     QFile::remove(at(QStringLiteral("gone.pdf")));
@@ -334,11 +285,9 @@ TEST_F(FolderSync, removeMissing_deletesOnlyMissingScansWithTheirPagesAndSearchE
 
     store->removeMissing({ gone, kept });
     EXPECT_EQ(rowCount(), 2);
-    EXPECT_FALSE(column(gone, QStringLiteral("id")));
-    EXPECT_EQ(missing(alsoGone), QStringLiteral("1"));
+    EXPECT_EQ(missing(idOf(QStringLiteral("also gone.pdf"))), QStringLiteral("1"));
     EXPECT_TRUE(store->pages(gone).isEmpty());
     EXPECT_EQ(search(QStringLiteral("receipt")), Ids { kept });
-    EXPECT_EQ(search(QStringLiteral("kept")), Ids { kept });
 }
 
 } // namespace
