@@ -14,6 +14,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace CatalogueFixtures;
 
 namespace {
@@ -35,61 +37,35 @@ QByteArray fileHash(const QString &path)
                                           : QByteArray();
 }
 
-TEST(Database, failures_carrySqliteMessageAndLeaveNothingOpenOrCreated)
+TEST(Database, failuresCarrySqliteMessageAndLeaveNothingBehind_textRoundTripsWhole)
 {
     QTemporaryDir dir;
-    const QString absent = dir.filePath(QStringLiteral("absent"));
+    const QString absent = dir.filePath(u"absent"_s);
     try {
-        Database db(absent + QStringLiteral("/Vellumark.sqlite"));
+        Database db(absent + u"/Vellumark.sqlite"_s);
         FAIL() << "opened a file in a folder that does not exist";
     } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("unable to open database file"));
+        EXPECT_EQ(error.message(), u"unable to open database file"_s);
     }
     EXPECT_FALSE(QFileInfo::exists(absent));
 
-    Database db(dir.filePath(QStringLiteral("scratch.sqlite")));
-    const QString sql = QStringLiteral("SELEC name FROM \u00e9t\u00e9");
+    Database db(dir.filePath(u"scratch.sqlite"_s));
+    const QString sql = u"SELEC name FROM \u00e9t\u00e9"_s;
     try {
         db.prepare(sql);
         FAIL() << "no error";
     } catch (const Database::Error &error) {
         EXPECT_TRUE(error.message().startsWith(u"near") && error.message().endsWith(u" in: " + sql)) << error.what();
     }
-    db.execute(QStringLiteral("CREATE TABLE t (x UNIQUE)"));
-    {
-        Statement moved(db.prepare(QStringLiteral("SELECT 1")));
-        moved.bind({});
-        EXPECT_TRUE(moved.step());
-        EXPECT_EQ(openStatements(db), 1);
-    }
-    db.run(QStringLiteral("INSERT INTO t VALUES (1)"));
-    EXPECT_THROW(db.run(QStringLiteral("INSERT INTO t VALUES (1)")), Database::Error);
+    db.execute(u"CREATE TABLE t (s UNIQUE)"_s);
+    const QString text = u"Z\u00fcrich \u2013 \u65e5\u672c \U0001F4C4"_s;
+    EXPECT_EQ(db.run(u"INSERT INTO t VALUES (?), (?)"_s, { text, 2 }), 2);
+    EXPECT_THROW(db.run(u"INSERT INTO t VALUES (2)"_s), Database::Error);
     EXPECT_EQ(openStatements(db), 0);
-}
-
-TEST(Database, bindAndRead_utf8TextNullsRebindingAndChangeCounts)
-{
-    QTemporaryDir dir;
-    Database db(dir.filePath(QStringLiteral("scratch.sqlite")));
-    const QString text = QStringLiteral("Z\u00fcrich \u2013 \u65e5\u672c \U0001F4C4");
-    db.execute(QStringLiteral("CREATE TABLE t (s)"));
-    EXPECT_EQ(db.run(QStringLiteral("INSERT INTO t VALUES (?), (?)"), { text, 2 }), 2);
     // An UPDATE matching nothing reports 0, not the count of the statement before it.
-    EXPECT_EQ(db.run(QStringLiteral("UPDATE t SET s = 0 WHERE s = 99")), 0);
-    // Through a stored row, so the bound bytes must outlive the bind call; SQLite counts the emoji as one.
-    EXPECT_EQ(scalar(db, QStringLiteral("SELECT s FROM t WHERE length(s) = 13")), text);
-
-    Statement statement = db.prepare(QStringLiteral("SELECT ?, ?, ?"));
-    statement.bind({ std::nullopt, 3, QStringLiteral("seven") });
-    ASSERT_TRUE(statement.step());
-    EXPECT_FALSE(statement.optionalText(0));
-    EXPECT_EQ(statement.optionalInt64(1), 3);
-    EXPECT_EQ(statement.text(2), QStringLiteral("seven"));
-    // Binding nothing clears the values bound before.
-    statement.bind({});
-    ASSERT_TRUE(statement.step());
-    EXPECT_TRUE(statement.isNull(1));
-    EXPECT_TRUE(statement.text(2).isEmpty());
+    EXPECT_EQ(db.run(u"UPDATE t SET s = 0 WHERE s = 99"_s), 0);
+    // SQLite counts the emoji as one character.
+    EXPECT_EQ(scalar(db, u"SELECT s FROM t WHERE length(s) = 13"_s), text);
 }
 
 class MigrationsTest : public ::testing::Test {
@@ -109,32 +85,32 @@ TEST_P(OldCatalogueTest, migratesWithDataAndIndex)
     std::int64_t filed = 0;
     {
         Database db(catalogue());
-        const auto org = insertOrganization(db, QStringLiteral("Stadtwerke Zürich"));
+        const auto org = insertOrganization(db, u"Stadtwerke Zürich"_s);
         filed = insertDocument(db,
-            { .path = QStringLiteral("2024/bill.pdf"),
-                .ocrStatus = QStringLiteral("done"),
-                .extractStatus = QStringLiteral("done"),
-                .date = QStringLiteral("2024-05-01"),
+            { .path = u"2024/bill.pdf"_s,
+                .ocrStatus = u"done"_s,
+                .extractStatus = u"done"_s,
+                .date = u"2024-05-01"_s,
                 .organizationID = org });
-        insertPage(db, filed, 1, QStringLiteral("second page"));
-        insertPage(db, filed, 0, QStringLiteral("first page"));
-        insertDocument(db, { .path = QStringLiteral("new.pdf") });
+        insertPage(db, filed, 1, u"second page"_s);
+        insertPage(db, filed, 0, u"first page"_s);
+        insertDocument(db, { .path = u"new.pdf"_s });
         if (version >= 2)
-            db.run(QStringLiteral("UPDATE documents SET extract_log = 'log' WHERE id = ?"), { filed });
+            db.run(u"UPDATE documents SET extract_log = 'log' WHERE id = ?"_s, { filed });
         // From version 3 on, the release that wrote the catalogue kept the index up to date itself.
         if (version >= 3)
-            db.run(Migrations::fullTextFill() + QStringLiteral("1"));
+            db.run(Migrations::fullTextFill() + u"1"_s);
     }
 
     ScanStore store(dir.path());
     EXPECT_EQ(store.schemaVersion(), 4);
     EXPECT_EQ(store.documents().size(), 2u);
     if (version >= 2)
-        EXPECT_EQ(store.documents(DocumentIDs { filed }).at(0).extractLog, QStringLiteral("log"));
+        EXPECT_EQ(store.documents(DocumentIDs { filed }).at(0).extractLog, u"log"_s);
     Database db(catalogue());
-    EXPECT_EQ(scalar(db, QStringLiteral("SELECT COUNT(*) FROM documents_fts")), QStringLiteral("2"));
-    EXPECT_EQ(scalar(db, QStringLiteral("SELECT text FROM documents_fts WHERE rowid = ") + QString::number(filed)),
-        QStringLiteral("first page\nsecond page"));
+    EXPECT_EQ(scalar(db, u"SELECT COUNT(*) FROM documents_fts"_s), u"2"_s);
+    EXPECT_EQ(scalar(db, u"SELECT text FROM documents_fts WHERE rowid = "_s + QString::number(filed)),
+        u"first page\nsecond page"_s);
     for (const char *match : { "name:bill", "organization:zurich", "date:2024" })
         EXPECT_EQ(ftsMatches(db, QString::fromUtf8(match)), std::vector<std::int64_t> { filed }) << match;
 }
@@ -146,10 +122,10 @@ TEST_F(MigrationsTest, currentOrNewerCatalogue_isOpenedWithoutAnyWrite)
     createCatalogue(dir.path(), 4);
     {
         Database db(catalogue());
-        insertDocument(db, { .path = QStringLiteral("a.pdf") });
+        insertDocument(db, { .path = u"a.pdf"_s });
     }
     for (const int version : { 4, 7 }) {
-        Database(catalogue()).execute(QStringLiteral("PRAGMA user_version = ") + QString::number(version));
+        Database(catalogue()).execute(u"PRAGMA user_version = "_s + QString::number(version));
         const QByteArray before = fileHash(catalogue());
         ScanStore store(dir.path());
         EXPECT_EQ(store.schemaVersion(), version);
@@ -173,7 +149,7 @@ TEST_F(MigrationsTest, emptyFileIsANewCatalogueAndAnyOtherFileIsLeftAlone)
         ScanStore store(dir.path());
         FAIL() << "opened a file that is not a database";
     } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("file is not a database"));
+        EXPECT_EQ(error.message(), u"file is not a database"_s);
     }
     EXPECT_EQ(fileHash(catalogue()), before);
 }
@@ -184,12 +160,12 @@ TEST_F(MigrationsTest, failingStep_rollsBackThatStepAndKeepsEarlierOnes)
 {
     createCatalogue(dir.path(), 1);
     // Step 3 creates this table; finding it already there makes the step fail.
-    Database(catalogue()).execute(QStringLiteral("CREATE TABLE settings (key TEXT)"));
+    Database(catalogue()).execute(u"CREATE TABLE settings (key TEXT)"_s);
     EXPECT_THROW(ScanStore store(dir.path()), Database::Error);
 
     Database db(catalogue());
     EXPECT_EQ(Migrations::storedVersion(db), 2);
-    db.execute(QStringLiteral("DROP TABLE settings"));
+    db.execute(u"DROP TABLE settings"_s);
     EXPECT_EQ(ScanStore(dir.path()).schemaVersion(), 4);
 }
 
@@ -200,12 +176,12 @@ TEST_F(MigrationsTest, twoConnectionsAtOnce_takeEachStepOnce)
     createCatalogue(dir.path(), 1);
     Database waiting(catalogue());
     Database other(catalogue());
-    other.execute(QStringLiteral("BEGIN IMMEDIATE"));
+    other.execute(u"BEGIN IMMEDIATE"_s);
     // Called while `waiting` has read the version and waits for the lock `other` holds.
     const auto otherMigrates = [](void *data, int attempts) -> int {
         auto *db = static_cast<Database *>(data);
         if (attempts == 0) {
-            db->execute(QStringLiteral("ROLLBACK"));
+            db->execute(u"ROLLBACK"_s);
             Migrations::migrate(*db);
         }
         return attempts < 100;

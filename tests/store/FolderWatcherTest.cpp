@@ -11,6 +11,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class FolderWatcherTest : public ::testing::Test {
@@ -43,7 +45,7 @@ TEST_F(FolderWatcherTest, tenPDFsCopiedAtOnce_reportOnce)
 {
     watch();
     for (int i = 0; i < 10; ++i)
-        write(QStringLiteral("scan%1.pdf").arg(i));
+        write(u"scan%1.pdf"_s.arg(i));
     runUntil(1);
     settle();
     EXPECT_EQ(calls, 1);
@@ -51,13 +53,13 @@ TEST_F(FolderWatcherTest, tenPDFsCopiedAtOnce_reportOnce)
 
 TEST_F(FolderWatcherTest, catalogueWritesOtherFilesAndHiddenOrPackagedPDFs_reportNothing)
 {
-    ASSERT_TRUE(QDir(dir.path()).mkpath(QStringLiteral(".trash")));
-    ASSERT_TRUE(QDir(dir.path()).mkpath(QStringLiteral("Viewer.app/Contents")));
+    ASSERT_TRUE(QDir(dir.path()).mkpath(u".trash"_s));
+    ASSERT_TRUE(QDir(dir.path()).mkpath(u"Viewer.app/Contents"_s));
     watch();
     {
         ScanStore store(dir.path());
         for (int i = 0; i < 5; ++i)
-            store.setSetting(QStringLiteral("instructions"), QStringLiteral("version %1").arg(i));
+            store.setSetting(u"instructions"_s, u"version %1"_s.arg(i));
     }
     for (const char *ignored : { "notes.txt", "scan.pdf.part", ".trash/old.pdf", "Viewer.app/Contents/help.pdf" })
         write(QString::fromUtf8(ignored));
@@ -65,7 +67,7 @@ TEST_F(FolderWatcherTest, catalogueWritesOtherFilesAndHiddenOrPackagedPDFs_repor
     EXPECT_EQ(calls, 0);
 
     // It was listening all along.
-    write(QStringLiteral("Scan.PDF"));
+    write(u"Scan.PDF"_s);
     runUntil(1);
     EXPECT_EQ(calls, 1);
 }
@@ -73,20 +75,20 @@ TEST_F(FolderWatcherTest, catalogueWritesOtherFilesAndHiddenOrPackagedPDFs_repor
 TEST_F(FolderWatcherTest, newFolders_reportAndAreWatchedWithTheFoldersInside)
 {
     watch();
-    ASSERT_TRUE(QDir(dir.path()).mkpath(QStringLiteral("Invoices/2024")));
+    ASSERT_TRUE(QDir(dir.path()).mkpath(u"Invoices/2024"_s));
     runUntil(1);
     EXPECT_EQ(calls, 1);
     // The callback ends a batch: what follows starts a new one.
-    write(QStringLiteral("Invoices/2024/a.pdf"));
+    write(u"Invoices/2024/a.pdf"_s);
     runUntil(2);
     EXPECT_EQ(calls, 2);
 
     // A folder moved in from elsewhere, with folders of its own.
-    QTemporaryDir outside(dir.filePath(QStringLiteral("../import-XXXXXX")));
-    ASSERT_TRUE(QDir(outside.path()).mkpath(QStringLiteral("2023/March")));
-    ASSERT_TRUE(QFile::rename(outside.path(), dir.filePath(QStringLiteral("Imported"))));
+    QTemporaryDir outside(dir.filePath(u"../import-XXXXXX"_s));
+    ASSERT_TRUE(QDir(outside.path()).mkpath(u"2023/March"_s));
+    ASSERT_TRUE(QFile::rename(outside.path(), dir.filePath(u"Imported"_s)));
     runUntil(3);
-    write(QStringLiteral("Imported/2023/March/b.pdf"));
+    write(u"Imported/2023/March/b.pdf"_s);
     runUntil(4);
     EXPECT_EQ(calls, 4);
 }
@@ -95,25 +97,25 @@ TEST_F(FolderWatcherTest, newFolders_reportAndAreWatchedWithTheFoldersInside)
 // are lost from the queue, yet the change is reported and the folder is watched.
 TEST_F(FolderWatcherTest, queueOverflow_reportsAndWatchesWhatWasLost)
 {
-    QFile limit(QStringLiteral("/proc/sys/fs/inotify/max_queued_events"));
+    QFile limit(u"/proc/sys/fs/inotify/max_queued_events"_s);
     ASSERT_TRUE(limit.open(QIODevice::ReadOnly));
     const int queued = limit.readAll().trimmed().toInt();
     if (queued <= 0 || queued > 1'000'000)
         GTEST_SKIP() << "inotify queue of " << queued << " events";
     watch();
     // Writes to two files in turn: each queues a change the kernel can't merge with the one before.
-    QFile notes[] { QFile(dir.filePath(QStringLiteral("a.txt"))), QFile(dir.filePath(QStringLiteral("b.txt"))) };
+    QFile notes[] { QFile(dir.filePath(u"a.txt"_s)), QFile(dir.filePath(u"b.txt"_s)) };
     for (QFile &file : notes)
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     for (int i = 0; i < queued + 100; ++i)
         ASSERT_EQ(notes[i % 2].write("x", 1), 1);
-    write(QStringLiteral("lost.pdf"));
-    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("Lost")));
+    write(u"lost.pdf"_s);
+    ASSERT_TRUE(QDir(dir.path()).mkdir(u"Lost"_s));
 
     runUntil(1);
     settle();
     EXPECT_EQ(calls, 1);
-    write(QStringLiteral("Lost/a.pdf"));
+    write(u"Lost/a.pdf"_s);
     runUntil(2);
     EXPECT_EQ(calls, 2);
 }
@@ -121,15 +123,15 @@ TEST_F(FolderWatcherTest, queueOverflow_reportsAndWatchesWhatWasLost)
 TEST_F(FolderWatcherTest, destroyedWithABatchUnderWayOrWatchingNoFolder_reportsNothing)
 {
     watch();
-    write(QStringLiteral("a.pdf"));
+    write(u"a.pdf"_s);
     QTest::qWait(200);
     watcher.reset();
     settle();
     EXPECT_EQ(calls, 0);
 
-    FolderWatcher nowhere(dir.filePath(QStringLiteral("missing")), [this] { ++calls; });
-    QDir(dir.path()).mkdir(QStringLiteral("missing"));
-    write(QStringLiteral("missing/a.pdf"));
+    FolderWatcher nowhere(dir.filePath(u"missing"_s), [this] { ++calls; });
+    QDir(dir.path()).mkdir(u"missing"_s);
+    write(u"missing/a.pdf"_s);
     settle();
     EXPECT_EQ(calls, 0);
 }

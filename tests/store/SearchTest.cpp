@@ -4,6 +4,8 @@
 #include <ostream>
 #include <set>
 
+using namespace Qt::StringLiterals;
+
 static void PrintTo(const ScanStore::SimilarDocument &similar, std::ostream *out)
 {
     *out << similar.id << ' ' << similar.path.toStdString() << " (" << similar.organization.toStdString() << ')';
@@ -17,8 +19,7 @@ using IdSet = std::set<std::int64_t>;
 class Search : public StoreFixture {
 protected:
     std::int64_t scan(const QString &path, const QString &text, std::optional<std::int64_t> organization = {},
-        const QString &extractStatus = QStringLiteral("done"), bool missing = false,
-        const QString &ocrStatus = QStringLiteral("done"))
+        const QString &extractStatus = u"done"_s, bool missing = false, const QString &ocrStatus = u"done"_s)
     {
         const std::int64_t id = add({ .path = path,
             .ocrStatus = ocrStatus,
@@ -26,8 +27,8 @@ protected:
             .missing = missing,
             .organizationID = organization });
         CatalogueFixtures::insertPage(db, id, 0, text);
-        CatalogueFixtures::insertPage(db, id, 1, QStringLiteral("second page words never compared"));
-        db.run(Migrations::fullTextFill() + QStringLiteral("d.id = ?"), { id });
+        CatalogueFixtures::insertPage(db, id, 1, u"second page words never compared"_s);
+        db.run(Migrations::fullTextFill() + u"d.id = ?"_s, { id });
         return id;
     }
     std::int64_t organization(const QString &name) { return CatalogueFixtures::insertOrganization(db, name); }
@@ -36,90 +37,89 @@ protected:
         store->resetOCR({ id });
         const auto job = store->nextOCRJob(DocumentIDs { id });
         ASSERT_TRUE(job);
-        store->saveOCR(*job, pages, std::vector<int>(std::size_t(pages.size()), 0), QStringLiteral("hash"));
+        store->saveOCR(*job, pages, std::vector<int>(std::size_t(pages.size()), 0), u"hash"_s);
     }
 };
 
-const QString electricity = QStringLiteral("Acme Power electricity bill, account 1234, meter reading kilowatt hours");
-const QString water = QStringLiteral("Beta Water quarterly statement, water usage cubic metres sewerage");
+const QString electricity = u"Acme Power electricity bill, account 1234, meter reading kilowatt hours"_s;
+const QString water = u"Beta Water quarterly statement, water usage cubic metres sewerage"_s;
 
 // ---- Full text ----
 
 TEST_F(Search, everyWordMustStartAWordOfSomeColumnAccentsIgnored)
 {
-    const auto acme = organization(QStringLiteral("Acme Corporation"));
-    const auto both = scan(QStringLiteral("2024/statement.pdf"), QStringLiteral("Your Banking summary"), acme);
-    const auto kind = scan(QStringLiteral("letters/acme.pdf"), QStringLiteral("Dear customer"));
-    const auto accent = scan(QStringLiteral("café.pdf"), QStringLiteral("Résumé of the Société Générale account"));
-    store->setKind({ kind }, QStringLiteral("Bank Statement"));
+    const auto acme = organization(u"Acme Corporation"_s);
+    const auto both = scan(u"2024/statement.pdf"_s, u"Your Banking summary"_s, acme);
+    const auto kind = scan(u"letters/acme.pdf"_s, u"Dear customer"_s);
+    const auto accent = scan(u"café.pdf"_s, u"Résumé of the Société Générale account"_s);
+    store->setKind({ kind }, u"Bank Statement"_s);
 
-    EXPECT_EQ(store->search(QStringLiteral("acme bank")), (IdSet { both, kind }));
-    EXPECT_EQ(store->search(QStringLiteral("ACME   dear")), (IdSet { kind }));
-    EXPECT_EQ(store->search(QStringLiteral("anking")), IdSet {});
-    EXPECT_EQ(store->search(QStringLiteral("2024")), (IdSet { both }));
-    EXPECT_EQ(store->search(QStringLiteral("societe generale")), (IdSet { accent }));
-    EXPECT_EQ(store->search(QStringLiteral("résu cafe")), (IdSet { accent }));
-    EXPECT_EQ(store->search(QStringLiteral(" \u2003\n ")), IdSet {});
+    EXPECT_EQ(store->search(u"acme bank"_s), (IdSet { both, kind }));
+    EXPECT_EQ(store->search(u"ACME   dear"_s), (IdSet { kind }));
+    EXPECT_EQ(store->search(u"anking"_s), IdSet {});
+    EXPECT_EQ(store->search(u"2024"_s), (IdSet { both }));
+    EXPECT_EQ(store->search(u"societe generale"_s), (IdSet { accent }));
+    EXPECT_EQ(store->search(u"résu cafe"_s), (IdSet { accent }));
+    EXPECT_EQ(store->search(u" \u2003\n "_s), IdSet {});
 }
 
 TEST_F(Search, quotesAndQuerySyntaxInTheWordsAreSearchedAsText)
 {
-    const auto quoted = scan(QStringLiteral("a.pdf"), QStringLiteral("He said \"hello\" NOT there OR here"));
-    scan(QStringLiteral("b.pdf"), QStringLiteral("Nothing to see"));
-    EXPECT_EQ(store->search(QStringLiteral("\"hello\"")), (IdSet { quoted }));
-    EXPECT_EQ(store->search(QStringLiteral("said\" NOT")), (IdSet { quoted }));
-    EXPECT_EQ(store->search(QStringLiteral("OR")), (IdSet { quoted }));
-    EXPECT_EQ(store->search(QStringLiteral("* ( ) : ^")), IdSet {});
-    EXPECT_EQ(store->search(QStringLiteral("name:nothing")), IdSet {});
+    const auto quoted = scan(u"a.pdf"_s, u"He said \"hello\" NOT there OR here"_s);
+    scan(u"b.pdf"_s, u"Nothing to see"_s);
+    EXPECT_EQ(store->search(u"\"hello\""_s), (IdSet { quoted }));
+    EXPECT_EQ(store->search(u"said\" NOT"_s), (IdSet { quoted }));
+    EXPECT_EQ(store->search(u"OR"_s), (IdSet { quoted }));
+    EXPECT_EQ(store->search(u"* ( ) : ^"_s), IdSet {});
+    EXPECT_EQ(store->search(u"name:nothing"_s), IdSet {});
 }
 
 // ---- The filed scan a new one looks like ----
 
 TEST_F(Search, similarFiledDocument_offersOnlyPresentRecognisedScansFiledUnderAnOrganization)
 {
-    const auto acme = organization(QStringLiteral("Acme Power"));
-    const auto newScan = scan(QStringLiteral("new.pdf"), electricity, std::nullopt, QStringLiteral("pending"));
+    const auto acme = organization(u"Acme Power"_s);
+    const auto newScan = scan(u"new.pdf"_s, electricity, std::nullopt, u"pending"_s);
     // Alike, but each is not to be offered.
-    scan(QStringLiteral("missing.pdf"), electricity, acme, QStringLiteral("done"), true);
-    scan(QStringLiteral("unread.pdf"), electricity, acme, QStringLiteral("done"), false, QStringLiteral("pending"));
-    scan(QStringLiteral("unfiled.pdf"), electricity, std::nullopt);
-    scan(QStringLiteral("failed.pdf"), electricity, acme, QStringLiteral("failed"));
-    scan(QStringLiteral("waiting.pdf"), electricity, acme, QStringLiteral("pending"));
+    scan(u"missing.pdf"_s, electricity, acme, u"done"_s, true);
+    scan(u"unread.pdf"_s, electricity, acme, u"done"_s, false, u"pending"_s);
+    scan(u"unfiled.pdf"_s, electricity, std::nullopt);
+    scan(u"failed.pdf"_s, electricity, acme, u"failed"_s);
+    scan(u"waiting.pdf"_s, electricity, acme, u"pending"_s);
     EXPECT_EQ(store->similarFiledDocument(newScan), std::nullopt);
 
-    scan(QStringLiteral("water.pdf"), water, organization(QStringLiteral("Beta Water")));
-    const auto filed = scan(
-        QStringLiteral("2024/acme.pdf"), electricity + QStringLiteral(" overdue"), acme, QStringLiteral("manual"));
+    scan(u"water.pdf"_s, water, organization(u"Beta Water"_s));
+    const auto filed = scan(u"2024/acme.pdf"_s, electricity + u" overdue"_s, acme, u"manual"_s);
     // The catalogue's first pages are read once: rows added behind the store's back are not seen.
     EXPECT_EQ(store->similarFiledDocument(newScan), std::nullopt);
 
     store = std::make_unique<ScanStore>(dir.path());
     EXPECT_EQ(store->similarFiledDocument(newScan),
-        (ScanStore::SimilarDocument { filed, QStringLiteral("2024/acme.pdf"), QStringLiteral("Acme Power") }));
+        (ScanStore::SimilarDocument { filed, u"2024/acme.pdf"_s, u"Acme Power"_s }));
     EXPECT_EQ(store->similarFiledDocument(filed), std::nullopt); // its only likeness is not filed
     EXPECT_EQ(store->similarFiledDocument(9999), std::nullopt);
 }
 
 TEST_F(Search, similarFiledDocument_followsNewReadingsAndTakesTheFirstOfEquals)
 {
-    const auto acme = organization(QStringLiteral("Acme Power"));
-    const auto acmeScan = scan(QStringLiteral("acme.pdf"), electricity, acme);
-    scan(QStringLiteral("acme too.pdf"), electricity, organization(QStringLiteral("Acme Power Two")));
-    const auto betaScan = scan(QStringLiteral("beta.pdf"), water, organization(QStringLiteral("Beta Water")));
-    const auto newScan = scan(QStringLiteral("new.pdf"), electricity, std::nullopt, QStringLiteral("pending"));
+    const auto acme = organization(u"Acme Power"_s);
+    const auto acmeScan = scan(u"acme.pdf"_s, electricity, acme);
+    scan(u"acme too.pdf"_s, electricity, organization(u"Acme Power Two"_s));
+    const auto betaScan = scan(u"beta.pdf"_s, water, organization(u"Beta Water"_s));
+    const auto newScan = scan(u"new.pdf"_s, electricity, std::nullopt, u"pending"_s);
     EXPECT_EQ(store->similarFiledDocument(newScan)->id, acmeScan);
 
     // Read again, the scan now looks like the water bill.
-    read(newScan, { water + QStringLiteral(" reminder") });
+    read(newScan, { water + u" reminder"_s });
     EXPECT_EQ(store->similarFiledDocument(newScan)->id, betaScan);
     // A scan that enters the catalogue after the fingerprints were built gets one when it is read.
-    const auto later = add({ .path = QStringLiteral("later.pdf") });
+    const auto later = add({ .path = u"later.pdf"_s });
     read(later, { electricity });
     EXPECT_EQ(store->similarFiledDocument(later)->id, acmeScan);
     // No first page, or one without words, is never like anything.
     read(later, {});
     EXPECT_EQ(store->similarFiledDocument(later), std::nullopt);
-    read(later, { QStringLiteral("12 34 56 -- ab") });
+    read(later, { u"12 34 56 -- ab"_s });
     EXPECT_EQ(store->similarFiledDocument(later), std::nullopt);
 }
 
