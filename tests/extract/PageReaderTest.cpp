@@ -147,7 +147,7 @@ TEST(ReadPage, aBusyModelAbandonsThePageToBeTriedLater)
                 ADD_FAILURE() << "no Failure thrown";
             } catch (const Failure &failure) {
                 EXPECT_EQ(failure.kind, Failure::Kind::retryLater);
-                EXPECT_EQ(failure.message, QStringLiteral("The server answered 503."));
+                EXPECT_EQ(failure.message(), QStringLiteral("The server answered 503."));
             }
             EXPECT_EQ(reading.state.trace.attempts.size(), onPlainText ? 2u : 1u);
         }

@@ -46,7 +46,7 @@ protected:
         try {
             OCR::recognize(path, recognizer());
         } catch (const OCR::Failure &failure) {
-            return failure.message;
+            return failure.message();
         }
         return QStringLiteral("(read without failure)");
     }

@@ -3,6 +3,7 @@
 #include "core/Cancellation.h"
 #include "ocr/OCR.h"
 #include "ocr/TextRecognizer.h"
+#include "support/Printing.h"
 #include "support/ScanPdf.h"
 
 #include <QFile>
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <future>
 #include <signal.h>
 #include <thread>
 #include <unistd.h>
@@ -18,18 +20,10 @@
 namespace {
 
 using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
 
-const QStringList letter { QStringLiteral("Northern Electricity Company"),
-    QStringLiteral("Invoice for the month of March"), QStringLiteral("Please pay the amount below"),
-    QStringLiteral("within thirty days of receipt") };
-
-ScanPage paper(const QStringList &lines, int turned = 0)
-{
-    ScanPage page;
-    page.lines = lines;
-    page.turned = turned;
-    return page;
-}
+const ScanPage letter { .lines = { u"Northern Electricity Company"_s, u"Invoice for the month of March"_s,
+                            u"Please pay the amount below"_s, u"within thirty days of receipt"_s } };
 
 bool running(pid_t pid)
 {
@@ -40,20 +34,21 @@ class ReaderWorkerTest : public ::testing::Test {
 protected:
     QString file(const QString &name, const QByteArray &bytes)
     {
-        const QString path = folder.filePath(name);
-        writeFile(path, bytes);
-        return path;
+        writeFile(folder.filePath(name), bytes);
+        return folder.filePath(name);
     }
-
-    // The failure message, or "(read)".
-    static QString outcome(ReaderWorker &worker, const QString &path)
+    // The result, or the failure's message.
+    template <typename Read> static std::pair<std::optional<OCR::Result>, QString> attempt(const Read &read)
     {
         try {
-            worker.recognize(path);
+            return { read(), u"(read)"_s };
         } catch (const OCR::Failure &failure) {
-            return failure.message;
+            return { std::nullopt, failure.message() };
         }
-        return QStringLiteral("(read)");
+    }
+    static QString outcome(ReaderWorker &worker, const QString &path, const OCR::PageRead &pageRead = {})
+    {
+        return attempt([&] { return worker.recognize(path, {}, pageRead); }).second;
     }
 
     QTemporaryDir folder;
@@ -61,40 +56,31 @@ protected:
 
 TEST_F(ReaderWorkerTest, readsWhatReadingInProcessReadsWithOneReaderForManyFiles)
 {
-    const std::vector<QString> files { file(QStringLiteral("letter.pdf"), scanPdf({ paper(letter), ScanPage {} })),
-        file(QStringLiteral("turned.pdf"), scanPdf({ paper(letter, 180) })),
-        file(QStringLiteral("open.pdf"), scanPdf({ paper(letter) }, PdfPasswords { "", "owner" })),
-        file(QStringLiteral("locked.pdf"), scanPdf({ ScanPage {} }, PdfPasswords { "user", "owner" })),
-        file(QStringLiteral("none.pdf"), pdfWithoutPages()), file(QStringLiteral("html.pdf"), "<html></html>"),
-        folder.filePath(QStringLiteral("gone.pdf")) };
+    ScanPage upsideDown = letter;
+    upsideDown.turned = 180;
+    // Pages read turned and blank; then files that fail, each in its own way.
+    const QString files[] { file(u"letter.pdf"_s, scanPdf({ upsideDown, ScanPage {} })),
+        file(u"locked.pdf"_s, scanPdf({ ScanPage {} }, PdfPasswords { "user", "owner" })),
+        file(u"none.pdf"_s, pdfWithoutPages()), file(u"html.pdf"_s, "<html></html>"), folder.filePath(u"gone.pdf"_s) };
 
-    TextRecognizer recognizer(QStringLiteral("eng"));
+    TextRecognizer recognizer(u"eng"_s);
     ReaderWorker worker({});
     pid_t reader = 0;
     for (const QString &path : files) {
         SCOPED_TRACE(path.toStdString());
-        std::optional<OCR::Result> direct;
-        QString directFailure;
-        try {
-            direct = OCR::recognize(path, recognizer);
-        } catch (const OCR::Failure &failure) {
-            directFailure = failure.message;
-        }
+        const auto [direct, directFailure] = attempt([&] { return OCR::recognize(path, recognizer); });
         std::vector<int> reported;
-        try {
-            const OCR::Result through = worker.recognize(
+        const auto [through, failure] = attempt([&] {
+            return worker.recognize(
                 path, {}, [&](int index, int count, const OCR::Page &) { reported.push_back(index * 100 + count); });
-            ASSERT_TRUE(direct.has_value());
-            EXPECT_EQ(through.sha256, direct->sha256);
-            EXPECT_EQ(through.pages, direct->pages);
-            EXPECT_EQ(reported.size(), direct->pages.size());
-            EXPECT_EQ(reported.front(), int(direct->pages.size()));
-        } catch (const OCR::Failure &failure) {
-            EXPECT_FALSE(direct.has_value());
-            EXPECT_EQ(failure.message.toStdString(), directFailure.toStdString());
+        });
+        EXPECT_EQ(failure, directFailure);
+        if (direct && through) {
+            EXPECT_EQ(through->sha256, direct->sha256);
+            EXPECT_EQ(through->pages, direct->pages);
+            EXPECT_EQ(reported, (std::vector<int> { 2, 102 }));
         }
-        if (reader == 0)
-            reader = worker.processId();
+        reader = reader == 0 ? worker.processId() : reader;
         EXPECT_EQ(worker.processId(), reader);
     }
     EXPECT_TRUE(running(reader));
@@ -102,84 +88,74 @@ TEST_F(ReaderWorkerTest, readsWhatReadingInProcessReadsWithOneReaderForManyFiles
 
 TEST_F(ReaderWorkerTest, aFileThatHangsOrKillsTheReaderFailsAndTheNextFileIsRead)
 {
-    const QString good = file(QStringLiteral("good.pdf"), scanPdf({ paper(letter) }));
-    const QString hanging = file(QStringLiteral("fields.pdf"), doublingFormFieldPdf(40));
-    const QString blanks = file(QStringLiteral("blanks.pdf"), repeatedScanPdf(ScanPage {}, 200));
-    ReaderWorker worker({ QStringLiteral("eng"), 1s });
+    const QString good = file(u"good.pdf"_s, scanPdf({ letter }));
+    const QString blanks = file(u"blanks.pdf"_s, repeatedScanPdf(ScanPage {}, 200));
+    ReaderWorker worker({ u"eng"_s, 1s });
 
     // Opening it never ends: the reader is killed when the timeout passes.
-    EXPECT_EQ(outcome(worker, hanging).toStdString(), ReaderWorker::tookTooLong.toStdString());
+    EXPECT_EQ(outcome(worker, file(u"fields.pdf"_s, doublingFormFieldPdf(40))), ReaderWorker::tookTooLong);
     EXPECT_EQ(worker.processId(), 0);
-    // A page may take longer than that.
-    worker.setTimeout(120s);
-    EXPECT_EQ(outcome(worker, good).toStdString(), "(read)");
-    const pid_t second = worker.processId();
-    EXPECT_TRUE(running(second));
-
-    // Killed from outside in the middle of a file.
-    int pagesRead = 0;
-    try {
-        worker.recognize(blanks, {}, [&](int index, int, const OCR::Page &) {
-            pagesRead = index + 1;
-            if (index == 1)
-                ::kill(worker.processId(), SIGKILL);
-        });
-        ADD_FAILURE() << "read to the end";
-    } catch (const OCR::Failure &failure) {
-        EXPECT_EQ(failure.message.toStdString(), ReaderWorker::stoppedTheReader.toStdString());
-    }
-    EXPECT_LT(pagesRead, 200);
     EXPECT_EQ(worker.deathsInARow(), 1);
+
+    // Killed from outside in the middle of a file; a page may take longer than the short timeout.
+    worker.setTimeout(120s);
+    pid_t killed = 0;
+    int pagesRead = 0;
+    EXPECT_EQ(outcome(worker, blanks,
+                  [&](int index, int, const OCR::Page &) {
+                      pagesRead = index + 1;
+                      if (index == 1)
+                          ::kill(killed = worker.processId(), SIGKILL);
+                  }),
+        ReaderWorker::stoppedTheReader);
+    EXPECT_LT(pagesRead, 200);
+    EXPECT_EQ(worker.deathsInARow(), 2);
     EXPECT_EQ(worker.recognize(good).pages.size(), 1u);
-    EXPECT_NE(worker.processId(), second);
+    EXPECT_NE(worker.processId(), killed);
+    EXPECT_TRUE(running(worker.processId()));
     EXPECT_EQ(worker.deathsInARow(), 0);
 }
 
 TEST_F(ReaderWorkerTest, aStopKillsTheReaderInTheMiddleOfAFile)
 {
-    const QString blanks = file(QStringLiteral("blanks.pdf"), repeatedScanPdf(ScanPage {}, 500));
+    const QString blanks = file(u"blanks.pdf"_s, repeatedScanPdf(ScanPage {}, 500));
     ReaderWorker worker({});
     std::stop_source stop;
     std::atomic<pid_t> reader = 0;
     std::atomic<int> pagesRead = 0;
-    bool cancelled = false;
-    std::thread reading([&] {
-        try {
-            worker.recognize(blanks, stop.get_token(), [&](int index, int, const OCR::Page &) {
-                reader = worker.processId();
-                pagesRead = index + 1;
-            });
-        } catch (const Cancelled &) {
-            cancelled = true;
-        }
+    std::promise<void> firstPage;
+    auto reading = std::async(std::launch::async, [&] {
+        worker.recognize(blanks, stop.get_token(), [&](int, int, const OCR::Page &) {
+            reader = worker.processId();
+            if (pagesRead++ == 0)
+                firstPage.set_value();
+        });
     });
-    while (pagesRead == 0)
-        std::this_thread::sleep_for(10ms);
+    ASSERT_EQ(firstPage.get_future().wait_for(120s), std::future_status::ready);
     stop.request_stop();
-    reading.join();
-    EXPECT_TRUE(cancelled);
+    EXPECT_THROW(reading.get(), Cancelled);
     EXPECT_LT(pagesRead, 500);
     EXPECT_FALSE(running(reader));
     // A stop is no death: the next file starts a reader without waiting.
     EXPECT_EQ(worker.deathsInARow(), 0);
-    EXPECT_EQ(worker.recognize(file(QStringLiteral("blank.pdf"), scanPdf({ ScanPage {} }))).pages.size(), 1u);
+    EXPECT_EQ(worker.recognize(file(u"blank.pdf"_s, scanPdf({ ScanPage {} }))).pages.size(), 1u);
 }
 
 TEST_F(ReaderWorkerTest, aReaderThatCannotStartBlamesNoFile)
 {
-    const QString blank = file(QStringLiteral("blank.pdf"), scanPdf({ ScanPage {} }));
+    const QString blank = file(u"blank.pdf"_s, scanPdf({ ScanPage {} }));
+    // The message names the package that brings the missing language.
     try {
-        ReaderWorker({ QStringLiteral("eng+qqq") }).recognize(blank);
+        ReaderWorker({ u"eng+qqq"_s }).recognize(blank);
         ADD_FAILURE() << "read without the language's data";
     } catch (const ReaderUnavailable &unavailable) {
-        EXPECT_TRUE(unavailable.message.contains(QLatin1String("tesseract-ocr-qqq"))) << unavailable.what();
+        EXPECT_TRUE(unavailable.message().contains(u"tesseract-ocr-qqq")) << unavailable.what();
     }
-
-    ReaderWorker missing({ QStringLiteral("eng"), 120s, 2048, folder.filePath(QStringLiteral("no-such-reader")) });
+    ReaderWorker missing({ u"eng"_s, 120s, 2048, folder.filePath(u"no-such-reader"_s) });
     EXPECT_THROW(missing.recognize(blank), ReaderUnavailable);
 
     // A program that ends at once: each start counts as one more death in a row.
-    ReaderWorker dying({ QStringLiteral("eng"), 120s, 2048, QStringLiteral("/bin/false") });
+    ReaderWorker dying({ u"eng"_s, 120s, 2048, u"/bin/false"_s });
     for (int attempt = 1; attempt <= 3; ++attempt) {
         EXPECT_THROW(dying.recognize(blank), ReaderUnavailable);
         EXPECT_EQ(dying.deathsInARow(), attempt);
@@ -216,9 +192,8 @@ TEST_F(ReaderWorkerTest, whatTheEnginesPrintStaysOffTheTerminal)
 TEST_F(ReaderWorkerTest, aFileThatNeedsMoreMemoryThanTheLimitFails)
 {
     // Enough to start, not enough for a page: the picture or the bitmap can't be made.
-    const QString page = file(QStringLiteral("page.pdf"), scanPdf({ paper(letter) }));
-    ReaderWorker worker({ QStringLiteral("eng"), 120s, 50 });
-    const QString message = outcome(worker, page);
+    ReaderWorker worker({ u"eng"_s, 120s, 50 });
+    const QString message = outcome(worker, file(u"page.pdf"_s, scanPdf({ letter })));
     EXPECT_TRUE(message == ReaderProtocol::tooLarge || message == ReaderWorker::stoppedTheReader)
         << message.toStdString();
     EXPECT_EQ(worker.processId(), 0);

@@ -1,136 +1,195 @@
 #include "store/Database.h"
+
+#include "store/Migrations.h"
+#include "store/ScanStore.h"
+#include "support/CatalogueFixtures.h"
 #include "support/Printing.h"
 
+#include <QCryptographicHash>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <optional>
-#include <ostream>
+using namespace Qt::StringLiterals;
+
+using namespace CatalogueFixtures;
 
 namespace {
 
-// A fresh catalogue file in its own temporary folder.
-struct Scratch {
-    QTemporaryDir dir;
-    QString path = dir.filePath(QStringLiteral("scratch.sqlite"));
-    Database db { path };
-};
-
-// The message SQLite itself gives when it compiles `sql` on `db`, read straight from the C API.
-QString sqlitePrepareMessage(sqlite3 *db, const QString &sql)
-{
-    sqlite3_stmt *stmt = nullptr;
-    const int rc = sqlite3_prepare_v2(db, sql.toUtf8().constData(), -1, &stmt, nullptr);
-    sqlite3_finalize(stmt);
-    if (rc == SQLITE_OK)
-        return QString();
-    return QString::fromUtf8(sqlite3_errmsg(db));
-}
-
-// The statements still open on a connection; a Statement that is not finalized keeps the file busy.
+// The statements still open on a connection; one left open keeps the file busy.
 int openStatements(Database &db)
 {
     int open = 0;
-    for (sqlite3_stmt *stmt = sqlite3_next_stmt(db.handle(), nullptr); stmt != nullptr;
+    for (sqlite3_stmt *stmt = sqlite3_next_stmt(db.handle(), nullptr); stmt;
          stmt = sqlite3_next_stmt(db.handle(), stmt))
         ++open;
     return open;
 }
 
-TEST(Database, openInMissingFolder_throwsSqliteMessageAndCreatesNothing)
+QByteArray fileHash(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256)
+                                          : QByteArray();
+}
+
+TEST(Database, failuresCarrySqliteMessageAndLeaveNothingBehind_textRoundTripsWhole)
 {
     QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const QString folder = dir.filePath(QStringLiteral("absent"));
+    const QString absent = dir.filePath(u"absent"_s);
     try {
-        Database db(QDir(folder).filePath(QStringLiteral("Vellumark.sqlite")));
+        Database db(absent + u"/Vellumark.sqlite"_s);
         FAIL() << "opened a file in a folder that does not exist";
     } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("unable to open database file"));
+        EXPECT_EQ(error.message(), u"unable to open database file"_s);
     }
-    EXPECT_FALSE(QFileInfo::exists(folder));
-}
+    EXPECT_FALSE(QFileInfo::exists(absent));
 
-TEST(Database, errors_carrySqliteMessageAndLeaveNoStatementOpen)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
+    Database db(dir.filePath(u"scratch.sqlite"_s));
+    const QString sql = u"SELEC name FROM \u00e9t\u00e9"_s;
     try {
-        scratch.db.execute(QStringLiteral("SELECT * FROM missing"));
+        db.prepare(sql);
         FAIL() << "no error";
     } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("no such table: missing"));
+        EXPECT_TRUE(error.message().startsWith(u"near") && error.message().endsWith(u" in: " + sql)) << error.what();
     }
-
-    const QString sql = QStringLiteral("  SELEC name\n  FROM \u00e9t\u00e9  ");
-    const QString expected = sqlitePrepareMessage(scratch.db.handle(), sql);
-    ASSERT_FALSE(expected.isEmpty());
-    try {
-        scratch.db.prepare(sql);
-        FAIL() << "no error";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), expected + QStringLiteral(" in: ") + sql);
-    }
-    EXPECT_EQ(openStatements(scratch.db), 0);
-
-    scratch.db.execute(QStringLiteral("CREATE TABLE t (x UNIQUE)"));
-    {
-        Statement first = scratch.db.prepare(QStringLiteral("SELECT 1"));
-        Statement moved(std::move(first));
-        moved.bind({});
-        EXPECT_TRUE(moved.step());
-        EXPECT_EQ(openStatements(scratch.db), 1);
-    }
-    EXPECT_EQ(openStatements(scratch.db), 0);
-    scratch.db.run(QStringLiteral("INSERT INTO t VALUES (1)"));
-    EXPECT_THROW(scratch.db.run(QStringLiteral("INSERT INTO t VALUES (1)")), Database::Error);
-    EXPECT_EQ(openStatements(scratch.db), 0);
-}
-
-TEST(Statement, bindAndRead_utf8TextNullsAndRebinding)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    const QString text = QStringLiteral("Z\u00fcrich \u2013 \u65e5\u672c \U0001F4C4");
-    scratch.db.execute(QStringLiteral("CREATE TABLE t (s)"));
-    scratch.db.run(QStringLiteral("INSERT INTO t VALUES (?)"), { text });
-    // Through a stored row, so the bound bytes must outlive the bind call; SQLite counts the emoji as one.
-    Statement stored = scratch.db.prepare(QStringLiteral("SELECT s, length(s) FROM t"));
-    stored.bind({});
-    ASSERT_TRUE(stored.step());
-    EXPECT_EQ(stored.text(0), text);
-    EXPECT_EQ(stored.int64(1), 13);
-
-    Statement statement = scratch.db.prepare(QStringLiteral("SELECT ?, ?, ?"));
-    statement.bind({ std::nullopt, 3, QStringLiteral("seven") });
-    ASSERT_TRUE(statement.step());
-    EXPECT_TRUE(statement.isNull(0));
-    EXPECT_FALSE(statement.optionalText(0));
-    EXPECT_FALSE(statement.optionalInt64(0));
-    EXPECT_EQ(statement.optionalInt64(1), 3);
-    EXPECT_EQ(statement.text(2), QStringLiteral("seven"));
-
-    // Binding nothing clears the values bound before.
-    statement.bind({});
-    ASSERT_TRUE(statement.step());
-    EXPECT_TRUE(statement.isNull(1));
-    EXPECT_TRUE(statement.text(2).isEmpty());
-    EXPECT_EQ(statement.int64(1), 0);
-}
-
-TEST(Database, run_returnsRowsChangedByThatStatement)
-{
-    Scratch scratch;
-    ASSERT_TRUE(scratch.dir.isValid());
-    scratch.db.execute(QStringLiteral("CREATE TABLE t (x, y)"));
-    EXPECT_EQ(scratch.db.run(QStringLiteral("INSERT INTO t (x) VALUES (?), (?), (?)"), { 1, 2, 3 }), 3);
+    db.execute(u"CREATE TABLE t (s UNIQUE)"_s);
+    const QString text = u"Z\u00fcrich \u2013 \u65e5\u672c \U0001F4C4"_s;
+    EXPECT_EQ(db.run(u"INSERT INTO t VALUES (?), (?)"_s, { text, 2 }), 2);
+    EXPECT_THROW(db.run(u"INSERT INTO t VALUES (2)"_s), Database::Error);
+    EXPECT_EQ(openStatements(db), 0);
     // An UPDATE matching nothing reports 0, not the count of the statement before it.
-    EXPECT_EQ(scratch.db.run(QStringLiteral("UPDATE t SET y = 'none' WHERE x > 100")), 0);
-    EXPECT_EQ(scratch.db.run(QStringLiteral("DELETE FROM t WHERE x >= ?"), { 2 }), 2);
+    EXPECT_EQ(db.run(u"UPDATE t SET s = 0 WHERE s = 99"_s), 0);
+    // SQLite counts the emoji as one character.
+    EXPECT_EQ(scalar(db, u"SELECT s FROM t WHERE length(s) = 13"_s), text);
+}
+
+class MigrationsTest : public ::testing::Test {
+protected:
+    QString catalogue() const { return dir.filePath(ScanStore::fileName); }
+    QTemporaryDir dir;
+};
+
+class OldCatalogueTest : public MigrationsTest, public ::testing::WithParamInterface<int> { };
+
+// A catalogue left by an older release is brought up to date with its data intact and its full-text
+// index rebuilt from it.
+TEST_P(OldCatalogueTest, migratesWithDataAndIndex)
+{
+    const int version = GetParam();
+    createCatalogue(dir.path(), version);
+    std::int64_t filed = 0;
+    {
+        Database db(catalogue());
+        const auto org = insertOrganization(db, u"Stadtwerke Zürich"_s);
+        filed = insertDocument(db,
+            { .path = u"2024/bill.pdf"_s,
+                .ocrStatus = u"done"_s,
+                .extractStatus = u"done"_s,
+                .date = u"2024-05-01"_s,
+                .organizationID = org });
+        insertPage(db, filed, 1, u"second page"_s);
+        insertPage(db, filed, 0, u"first page"_s);
+        insertDocument(db, { .path = u"new.pdf"_s });
+        if (version >= 2)
+            db.run(u"UPDATE documents SET extract_log = 'log' WHERE id = ?"_s, { filed });
+        // From version 3 on, the release that wrote the catalogue kept the index up to date itself.
+        if (version >= 3)
+            db.run(Migrations::fullTextFill() + u"1"_s);
+    }
+
+    ScanStore store(dir.path());
+    EXPECT_EQ(store.schemaVersion(), 4);
+    EXPECT_EQ(store.documents().size(), 2u);
+    if (version >= 2)
+        EXPECT_EQ(store.documents(DocumentIDs { filed }).at(0).extractLog, u"log"_s);
+    Database db(catalogue());
+    EXPECT_EQ(scalar(db, u"SELECT COUNT(*) FROM documents_fts"_s), u"2"_s);
+    EXPECT_EQ(scalar(db, u"SELECT text FROM documents_fts WHERE rowid = "_s + QString::number(filed)),
+        u"first page\nsecond page"_s);
+    for (const char *match : { "name:bill", "organization:zurich", "date:2024" })
+        EXPECT_EQ(ftsMatches(db, QString::fromUtf8(match)), std::vector<std::int64_t> { filed }) << match;
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, OldCatalogueTest, ::testing::Values(1, 2, 3));
+
+TEST_F(MigrationsTest, currentOrNewerCatalogue_isOpenedWithoutAnyWrite)
+{
+    createCatalogue(dir.path(), 4);
+    {
+        Database db(catalogue());
+        insertDocument(db, { .path = u"a.pdf"_s });
+    }
+    for (const int version : { 4, 7 }) {
+        Database(catalogue()).execute(u"PRAGMA user_version = "_s + QString::number(version));
+        const QByteArray before = fileHash(catalogue());
+        ScanStore store(dir.path());
+        EXPECT_EQ(store.schemaVersion(), version);
+        EXPECT_EQ(store.documents().size(), 1u);
+        EXPECT_EQ(fileHash(catalogue()), before);
+    }
+}
+
+TEST_F(MigrationsTest, emptyFileIsANewCatalogueAndAnyOtherFileIsLeftAlone)
+{
+    QFile file(catalogue());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    EXPECT_EQ(ScanStore(dir.path()).schemaVersion(), 4);
+
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(QByteArray("These are my notes, not a database.\n").repeated(200));
+    file.close();
+    const QByteArray before = fileHash(catalogue());
+    try {
+        ScanStore store(dir.path());
+        FAIL() << "opened a file that is not a database";
+    } catch (const Database::Error &error) {
+        EXPECT_EQ(error.message(), u"file is not a database"_s);
+    }
+    EXPECT_EQ(fileHash(catalogue()), before);
+}
+
+// A step that fails is rolled back on its own; the steps before it stay, and the next open resumes
+// from the version they left.
+TEST_F(MigrationsTest, failingStep_rollsBackThatStepAndKeepsEarlierOnes)
+{
+    createCatalogue(dir.path(), 1);
+    // Step 3 creates this table; finding it already there makes the step fail.
+    Database(catalogue()).execute(u"CREATE TABLE settings (key TEXT)"_s);
+    EXPECT_THROW(ScanStore store(dir.path()), Database::Error);
+
+    Database db(catalogue());
+    EXPECT_EQ(Migrations::storedVersion(db), 2);
+    db.execute(u"DROP TABLE settings"_s);
+    EXPECT_EQ(ScanStore(dir.path()).schemaVersion(), 4);
+}
+
+// Two processes opening an old catalogue at once: the one that waited for the lock finds the steps
+// taken by the other and takes none of them again.
+TEST_F(MigrationsTest, twoConnectionsAtOnce_takeEachStepOnce)
+{
+    createCatalogue(dir.path(), 1);
+    Database waiting(catalogue());
+    Database other(catalogue());
+    other.execute(u"BEGIN IMMEDIATE"_s);
+    // Called while `waiting` has read the version and waits for the lock `other` holds.
+    const auto otherMigrates = [](void *data, int attempts) -> int {
+        auto *db = static_cast<Database *>(data);
+        if (attempts == 0) {
+            db->execute(u"ROLLBACK"_s);
+            Migrations::migrate(*db);
+        }
+        return attempts < 100;
+    };
+    sqlite3_busy_handler(waiting.handle(), otherMigrates, &other);
+    EXPECT_NO_THROW(Migrations::migrate(waiting));
+    EXPECT_EQ(Migrations::storedVersion(other), 4);
+    EXPECT_EQ(Migrations::storedVersion(waiting), 4);
 }
 
 } // namespace

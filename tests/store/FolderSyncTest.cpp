@@ -1,11 +1,12 @@
 #include "store/FolderScan.h"
+#include "support/Printing.h"
 #include "support/StoreFixture.h"
 
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 
-#include <algorithm>
+using namespace Qt::StringLiterals;
 
 using Ids = std::vector<std::int64_t>;
 
@@ -15,7 +16,7 @@ const QDateTime fileTime = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC)
 
 class FolderSync : public StoreFixture {
 protected:
-    QString at(const QString &relativePath) const { return QDir(dir.path()).filePath(relativePath); }
+    QString at(const QString &relativePath) const { return dir.filePath(relativePath); }
 
     // Writes a file with a fixed modification time, creating its folders.
     void write(const QString &relativePath, const QByteArray &content, const QDateTime &modified = fileTime)
@@ -24,21 +25,18 @@ protected:
         QFile file(at(relativePath));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(content);
-        ASSERT_TRUE(file.flush());
-        ASSERT_TRUE(file.setFileTime(modified, QFileDevice::FileModificationTime));
+        ASSERT_TRUE(file.flush() && file.setFileTime(modified, QFileDevice::FileModificationTime));
     }
     void setTime(const QString &relativePath, const QDateTime &modified)
     {
         QFile file(at(relativePath));
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-        ASSERT_TRUE(file.setFileTime(modified, QFileDevice::FileModificationTime));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.setFileTime(modified, QFileDevice::FileModificationTime));
     }
     void rename(const QString &from, const QString &to)
     {
         QDir(dir.path()).mkpath(QFileInfo(at(to)).path());
         ASSERT_TRUE(QFile::rename(at(from), at(to)));
     }
-
     QStringList listed(const QString &folder)
     {
         QStringList paths;
@@ -61,9 +59,7 @@ protected:
 
     std::int64_t idOf(const QString &path)
     {
-        return value(QStringLiteral("SELECT id FROM documents WHERE path = '") + path + QLatin1Char('\''))
-            .value_or(QStringLiteral("0"))
-            .toLongLong();
+        return value(u"SELECT id FROM documents WHERE path = '%1'"_s.arg(path)).value_or(QString()).toLongLong();
     }
     // Text recognition finished for the scan: its pages and the file's hash are stored.
     void read(std::int64_t id, const QString &text)
@@ -74,271 +70,222 @@ protected:
     }
     QString status(std::int64_t id)
     {
-        return column(id, QStringLiteral("ocr_status")).value_or(QString()) + QLatin1Char('/')
-            + column(id, QStringLiteral("extract_status")).value_or(QString());
+        return value(u"SELECT ocr_status || '/' || extract_status FROM documents WHERE id = %1"_s.arg(id))
+            .value_or(QString());
     }
-    QString missing(std::int64_t id) { return column(id, QStringLiteral("missing")).value_or(QString()); }
-    int rowCount() { return value(QStringLiteral("SELECT COUNT(*) FROM documents")).value_or(QString()).toInt(); }
+    QString missing(std::int64_t id) { return column(id, u"missing"_s).value_or(QString()); }
+    int rowCount() { return value(u"SELECT COUNT(*) FROM documents"_s).value_or(QString()).toInt(); }
 };
 
-TEST_F(FolderSync, enumerate_listsPDFsAtAnyDepthButNotHiddenPackagedOrOtherFiles)
+TEST_F(FolderSync, enumerate_listsPDFsAtAnyDepthAndLinksInsideButNoHiddenPackagedOrOtherFiles)
 {
-    write(QStringLiteral("Invoices/2024/a.pdf"), "%PDF-a", fileTime.addMSecs(250));
-    write(QStringLiteral("report.PDF"), "%PDF-report");
-    write(QStringLiteral("archive.pdf/inside.pdf"), "%PDF-inside");
-    write(QStringLiteral("notes.txt"), "text");
-    write(QStringLiteral("pdf"), "no extension");
-    write(QStringLiteral(".hidden.pdf"), "%PDF-hidden");
-    write(QStringLiteral(".cache/b.pdf"), "%PDF-b");
-    write(QStringLiteral("Viewer.app/Contents/help.pdf"), "%PDF-help");
-    write(QStringLiteral("Holiday.photoslibrary/c.pdf"), "%PDF-c");
-    write(QStringLiteral("Backup.SparseBundle/d.pdf"), "%PDF-d");
+    write(u"Invoices/2024/a.pdf"_s, "%PDF-a", fileTime.addMSecs(250));
+    write(u"report.PDF"_s, "%PDF-report");
+    write(u"archive.pdf/inside.pdf"_s, "%PDF-inside");
+    for (const char *skipped : { "notes.txt", "pdf", ".hidden.pdf", ".cache/b.pdf", "Viewer.app/Contents/help.pdf",
+             "Holiday.photoslibrary/c.pdf", "Backup.SparseBundle/d.pdf" })
+        write(QString::fromUtf8(skipped), "%PDF-skipped");
+    QTemporaryDir outside;
+    QFile(outside.filePath(u"elsewhere.pdf"_s)).open(QIODevice::WriteOnly);
+    ASSERT_TRUE(QFile::link(at(u"report.PDF"_s), at(u"shortcut.pdf"_s)));
+    ASSERT_TRUE(QFile::link(outside.filePath(u"elsewhere.pdf"_s), at(u"outside.pdf"_s)));
+    ASSERT_TRUE(QFile::link(at(u"nowhere"_s), at(u"dangling.pdf"_s)));
+    ASSERT_TRUE(QFile::link(at(u"loop.pdf"_s), at(u"loop.pdf"_s)));
+    ASSERT_TRUE(QFile::link(at(u"Invoices"_s), at(u"Invoices/again"_s)));
+    ASSERT_TRUE(QFile::link(outside.path(), at(u"linked folder"_s)));
 
     const auto files = enumeratePDFs(dir.path());
-    const auto a = std::find_if(files.begin(), files.end(),
-        [](const auto &file) { return file.path == QStringLiteral("Invoices/2024/a.pdf"); });
+    const auto a = std::find_if(
+        files.begin(), files.end(), [](const auto &file) { return file.path == u"Invoices/2024/a.pdf"_s; });
     ASSERT_NE(a, files.end());
     EXPECT_EQ(a->size, 6);
     EXPECT_EQ(a->modified, fileTime.addMSecs(250));
-    EXPECT_EQ(listed(dir.path()),
-        (QStringList { QStringLiteral("Invoices/2024/a.pdf"), QStringLiteral("archive.pdf/inside.pdf"),
-            QStringLiteral("report.PDF") }));
-}
-
-TEST_F(FolderSync, enumerate_followsLinksOnlyToFilesInsideTheFolder)
-{
-    QTemporaryDir outside;
-    QFile(outside.filePath(QStringLiteral("elsewhere.pdf"))).open(QIODevice::WriteOnly);
-    write(QStringLiteral("real/a.pdf"), "%PDF-a");
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("real/a.pdf")), at(QStringLiteral("shortcut.pdf"))));
-    ASSERT_TRUE(QFile::link(outside.filePath(QStringLiteral("elsewhere.pdf")), at(QStringLiteral("outside.pdf"))));
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("nowhere")), at(QStringLiteral("dangling.pdf"))));
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("loop.pdf")), at(QStringLiteral("loop.pdf"))));
-    ASSERT_TRUE(QFile::link(at(QStringLiteral("real")), at(QStringLiteral("real/again"))));
-    ASSERT_TRUE(QFile::link(outside.path(), at(QStringLiteral("linked folder"))));
-
-    // The link is listed under its target's path; the sync takes the file once.
-    EXPECT_EQ(listed(dir.path()), (QStringList { QStringLiteral("real/a.pdf"), QStringLiteral("real/a.pdf") }));
+    // A link is listed under its target's path; the sync takes the file once.
+    const QStringList expected { u"Invoices/2024/a.pdf"_s, u"archive.pdf/inside.pdf"_s, u"report.PDF"_s,
+        u"report.PDF"_s };
+    EXPECT_EQ(listed(dir.path()), expected);
     EXPECT_TRUE(sync());
-    EXPECT_EQ(rowCount(), 1);
-
+    EXPECT_EQ(rowCount(), 3);
     // A folder reached through a link of its own lists the same relative paths.
-    ASSERT_TRUE(QFile::link(dir.path(), outside.filePath(QStringLiteral("scans"))));
-    EXPECT_EQ(listed(outside.filePath(QStringLiteral("scans"))).size(), 2);
-    EXPECT_TRUE(listed(dir.filePath(QStringLiteral("does not exist"))).isEmpty());
+    ASSERT_TRUE(QFile::link(dir.path(), outside.filePath(u"scans"_s)));
+    EXPECT_EQ(listed(outside.filePath(u"scans"_s)), expected);
 }
 
 TEST_F(FolderSync, firstSync_addsEveryPDFPendingAndSearchableWithoutReadingAny)
 {
-    write(QStringLiteral("Invoices/2024/a.pdf"), "%PDF-a");
-    write(QStringLiteral("b.pdf"), "%PDF-b");
-
+    write(u"Invoices/2024/a.pdf"_s, "%PDF-a");
+    write(u"b.pdf"_s, "%PDF-b");
     EXPECT_TRUE(sync());
-    const auto documents = store->documents();
-    ASSERT_EQ(documents.size(), 2u);
-    for (const auto &doc : documents) {
-        EXPECT_EQ(doc.ocrStatus, OCRStatus::pending);
-        EXPECT_EQ(doc.extractStatus, ExtractStatus::pending);
+    for (const auto &doc : store->documents()) {
+        EXPECT_EQ(status(doc.id), u"pending/pending"_s);
         EXPECT_FALSE(doc.missing);
         EXPECT_EQ(doc.fileSize, 6);
         EXPECT_EQ(doc.fileModified, fileTime);
     }
-    EXPECT_EQ(search(QStringLiteral("invoices")), Ids { idOf(QStringLiteral("Invoices/2024/a.pdf")) });
+    EXPECT_EQ(rowCount(), 2);
+    EXPECT_EQ(search(u"invoices"_s), Ids { idOf(u"Invoices/2024/a.pdf"_s) });
     EXPECT_TRUE(hashed.isEmpty());
     EXPECT_FALSE(sync());
 }
 
 TEST_F(FolderSync, changedFile_goesBackToTextRecognitionKeepingHandSetFacts)
 {
-    write(QStringLiteral("filed.pdf"), "%PDF-filed");
-    write(QStringLiteral("manual.pdf"), "%PDF-manual");
-    write(QStringLiteral("grown.pdf"), "%PDF-grown");
+    for (const char *name : { "filed.pdf", "manual.pdf", "grown.pdf" })
+        write(QString::fromUtf8(name), "%PDF-same");
     sync();
-    const auto filed = idOf(QStringLiteral("filed.pdf"));
-    const auto manual = idOf(QStringLiteral("manual.pdf"));
-    const auto grown = idOf(QStringLiteral("grown.pdf"));
+    const auto filed = idOf(u"filed.pdf"_s);
+    const auto manual = idOf(u"manual.pdf"_s);
+    const auto grown = idOf(u"grown.pdf"_s);
     for (const auto id : { filed, manual, grown })
-        read(id, QStringLiteral("Water bill"));
-    store->saveExtraction(filed, QStringLiteral("Water Works"), QStringLiteral("2024-03-01"), std::nullopt,
-        std::nullopt, std::nullopt, std::nullopt);
-    store->setDate({ manual }, QStringLiteral("2023-12-24"));
-    db.run(QStringLiteral("UPDATE documents SET page_rotations = '0,180' WHERE id = ?"), { filed });
+        read(id, u"Water bill"_s);
+    store->saveExtraction(
+        filed, u"Water Works"_s, u"2024-03-01"_s, std::nullopt, std::nullopt, std::nullopt, std::nullopt);
+    store->setDate({ manual }, u"2023-12-24"_s);
+    db.run(u"UPDATE documents SET page_rotations = '0,180' WHERE id = ?"_s, { filed });
 
     // Within half a second is the same time, as a copy that rounded it would give.
-    setTime(QStringLiteral("filed.pdf"), fileTime.addMSecs(400));
+    setTime(u"filed.pdf"_s, fileTime.addMSecs(400));
     EXPECT_FALSE(sync());
 
-    setTime(QStringLiteral("filed.pdf"), fileTime.addSecs(60));
-    setTime(QStringLiteral("manual.pdf"), fileTime.addMSecs(-600));
-    write(QStringLiteral("grown.pdf"), "%PDF-grown, now longer");
+    setTime(u"filed.pdf"_s, fileTime.addSecs(60));
+    setTime(u"manual.pdf"_s, fileTime.addMSecs(-600));
+    write(u"grown.pdf"_s, "%PDF-same, now longer");
     EXPECT_TRUE(sync());
-    EXPECT_EQ(status(filed), QStringLiteral("pending/pending"));
-    EXPECT_EQ(status(manual), QStringLiteral("pending/manual"));
-    EXPECT_EQ(status(grown), QStringLiteral("pending/pending"));
-    EXPECT_FALSE(column(filed, QStringLiteral("sha256")));
-    EXPECT_FALSE(column(filed, QStringLiteral("page_rotations")));
-    EXPECT_EQ(column(grown, QStringLiteral("file_size")), QStringLiteral("22"));
+    EXPECT_EQ(status(filed), u"pending/pending"_s);
+    EXPECT_EQ(status(manual), u"pending/manual"_s);
+    EXPECT_EQ(status(grown), u"pending/pending"_s);
+    EXPECT_FALSE(column(filed, u"sha256"_s));
+    EXPECT_FALSE(column(filed, u"page_rotations"_s));
+    EXPECT_EQ(column(grown, u"file_size"_s), u"21"_s);
     // Old results stay until new ones replace them.
-    EXPECT_EQ(column(manual, QStringLiteral("doc_date")), QStringLiteral("2023-12-24"));
-    EXPECT_EQ(column(filed, QStringLiteral("doc_date")), QStringLiteral("2024-03-01"));
-    EXPECT_EQ(store->pages(filed), QStringList { QStringLiteral("Water bill") });
+    EXPECT_EQ(column(manual, u"doc_date"_s), u"2023-12-24"_s);
+    EXPECT_EQ(column(filed, u"doc_date"_s), u"2024-03-01"_s);
+    EXPECT_EQ(store->pages(filed), QStringList { u"Water bill"_s });
     EXPECT_EQ(rowCount(), 3);
-    EXPECT_FALSE(sync());
 }
 
-// Only a scan that was read has a hash to be recognised by.
-TEST_F(FolderSync, renamedScan_keepsItsRowWhenItWasReadAndIsNewOtherwise)
+// A new file with the size and content of a missing scan that was read takes it over; only a scan that
+// was read has a hash to be recognised by, and only new files of a missing scan's size are hashed.
+TEST_F(FolderSync, movedScan_isRecognisedByItsContentAndKeepsItsRow)
 {
-    write(QStringLiteral("scan0001.pdf"), "%PDF-letter");
-    write(QStringLiteral("unread.pdf"), "%PDF-unread");
+    write(u"scan0001.pdf"_s, "%PDF-letter");
+    write(u"unread.pdf"_s, "%PDF-unread");
     sync();
-    const auto id = idOf(QStringLiteral("scan0001.pdf"));
-    const auto unread = idOf(QStringLiteral("unread.pdf"));
-    read(id, QStringLiteral("Dear customer, your tariff changes"));
-    store->setDate({ id }, QStringLiteral("2024-05-02"));
+    const auto id = idOf(u"scan0001.pdf"_s);
+    const auto unread = idOf(u"unread.pdf"_s);
+    read(id, u"Dear customer, your tariff changes"_s);
+    store->setDate({ id }, u"2024-05-02"_s);
 
-    rename(QStringLiteral("scan0001.pdf"), QStringLiteral("Letters/tariff.pdf"));
-    setTime(QStringLiteral("Letters/tariff.pdf"), fileTime.addDays(3));
-    rename(QStringLiteral("unread.pdf"), QStringLiteral("renamed.pdf"));
+    rename(u"scan0001.pdf"_s, u"Letters/tariff.pdf"_s);
+    setTime(u"Letters/tariff.pdf"_s, fileTime.addDays(3));
+    rename(u"unread.pdf"_s, u"renamed.pdf"_s);
+    write(u"same size.pdf"_s, "%PDF-LETTER");
+    write(u"other size.pdf"_s, "%PDF-letters");
     EXPECT_TRUE(sync());
 
-    EXPECT_EQ(idOf(QStringLiteral("Letters/tariff.pdf")), id);
-    EXPECT_EQ(missing(id), QStringLiteral("0"));
-    EXPECT_EQ(status(id), QStringLiteral("done/manual"));
-    EXPECT_EQ(column(id, QStringLiteral("file_modified")).value().toDouble(), secondsSince1970(fileTime.addDays(3)));
-    EXPECT_EQ(column(id, QStringLiteral("doc_date")), QStringLiteral("2024-05-02"));
-    EXPECT_EQ(store->pages(id), QStringList { QStringLiteral("Dear customer, your tariff changes") });
-    EXPECT_EQ(search(QStringLiteral("tariff")), Ids { id });
-    EXPECT_EQ(search(QStringLiteral("name:letters")), Ids { id });
-    EXPECT_TRUE(search(QStringLiteral("name:scan0001")).empty());
+    EXPECT_EQ(idOf(u"Letters/tariff.pdf"_s), id);
+    EXPECT_EQ(missing(id), u"0"_s);
+    EXPECT_EQ(status(id), u"done/manual"_s);
+    EXPECT_EQ(column(id, u"file_modified"_s).value().toDouble(), secondsSince1970(fileTime.addDays(3)));
+    EXPECT_EQ(column(id, u"doc_date"_s), u"2024-05-02"_s);
+    EXPECT_EQ(store->pages(id), QStringList { u"Dear customer, your tariff changes"_s });
+    EXPECT_EQ(search(u"name:letters"_s), Ids { id });
+    EXPECT_TRUE(search(u"name:scan0001"_s).empty());
 
-    EXPECT_EQ(rowCount(), 3);
-    EXPECT_EQ(missing(unread), QStringLiteral("1"));
-    EXPECT_NE(idOf(QStringLiteral("renamed.pdf")), unread);
+    EXPECT_EQ(rowCount(), 5);
+    EXPECT_EQ(missing(unread), u"1"_s);
+    EXPECT_EQ(column(unread, u"path"_s), u"unread.pdf"_s);
     hashed.sort();
-    EXPECT_EQ(hashed, (QStringList { QStringLiteral("Letters/tariff.pdf"), QStringLiteral("renamed.pdf") }));
+    EXPECT_EQ(hashed, (QStringList { u"Letters/tariff.pdf"_s, u"renamed.pdf"_s, u"same size.pdf"_s }));
 }
 
 TEST_F(FolderSync, deletedAndRestoredFile_comesBackWhole)
 {
-    write(QStringLiteral("a.pdf"), "%PDF-a");
+    write(u"a.pdf"_s, "%PDF-a");
     sync();
-    const auto id = idOf(QStringLiteral("a.pdf"));
-    read(id, QStringLiteral("Insurance policy"));
-    store->setDate({ id }, QStringLiteral("2022-01-31"));
+    const auto id = idOf(u"a.pdf"_s);
+    read(id, u"Insurance policy"_s);
+    store->setDate({ id }, u"2022-01-31"_s);
 
-    ASSERT_TRUE(QFile::remove(at(QStringLiteral("a.pdf"))));
+    ASSERT_TRUE(QFile::remove(at(u"a.pdf"_s)));
     EXPECT_TRUE(sync());
-    EXPECT_EQ(missing(id), QStringLiteral("1"));
-    EXPECT_EQ(store->pages(id), QStringList { QStringLiteral("Insurance policy") });
+    EXPECT_EQ(missing(id), u"1"_s);
     EXPECT_FALSE(sync());
 
-    write(QStringLiteral("a.pdf"), "%PDF-a");
+    write(u"a.pdf"_s, "%PDF-a");
     EXPECT_TRUE(sync());
     EXPECT_EQ(rowCount(), 1);
-    EXPECT_EQ(missing(id), QStringLiteral("0"));
-    EXPECT_EQ(status(id), QStringLiteral("done/manual"));
-    EXPECT_EQ(column(id, QStringLiteral("doc_date")), QStringLiteral("2022-01-31"));
-    EXPECT_EQ(search(QStringLiteral("insurance")), Ids { id });
+    EXPECT_EQ(missing(id), u"0"_s);
+    EXPECT_EQ(status(id), u"done/manual"_s);
+    EXPECT_EQ(column(id, u"doc_date"_s), u"2022-01-31"_s);
+    EXPECT_EQ(search(u"insurance"_s), Ids { id });
 }
 
-TEST_F(FolderSync, newFileOfAMissingScansSize_takesOverTheOneWithItsContent)
-{
-    write(QStringLiteral("one.pdf"), "%PDF-1111");
-    write(QStringLiteral("two.pdf"), "%PDF-2222");
-    sync();
-    const auto one = idOf(QStringLiteral("one.pdf"));
-    const auto two = idOf(QStringLiteral("two.pdf"));
-    read(one, QStringLiteral("first"));
-    read(two, QStringLiteral("second"));
-    QFile::remove(at(QStringLiteral("one.pdf")));
-    QFile::remove(at(QStringLiteral("two.pdf")));
-    sync();
-
-    write(QStringLiteral("moved/two.pdf"), "%PDF-2222");
-    write(QStringLiteral("same size.pdf"), "%PDF-3333");
-    write(QStringLiteral("other size.pdf"), "%PDF-22222");
-    hashed.clear();
-    EXPECT_TRUE(sync());
-
-    EXPECT_EQ(idOf(QStringLiteral("moved/two.pdf")), two);
-    EXPECT_EQ(missing(two), QStringLiteral("0"));
-    EXPECT_EQ(missing(one), QStringLiteral("1"));
-    EXPECT_EQ(column(one, QStringLiteral("path")), QStringLiteral("one.pdf"));
-    EXPECT_EQ(rowCount(), 4);
-    hashed.sort();
-    EXPECT_EQ(hashed, (QStringList { QStringLiteral("moved/two.pdf"), QStringLiteral("same size.pdf") }));
-}
-
-TEST_F(FolderSync, fileHasher_givesTheLowerCaseHexSHA256OfTheWholeFileOrNothing)
+// Files that differ only after the first megabyte are told apart.
+TEST_F(FolderSync, fileHasher_givesTheSHA256OfTheWholeFileOrNothing)
 {
     QByteArray content(3 << 20, 'x');
     content[1 << 20] = 'y';
-    write(QStringLiteral("big.pdf"), content);
+    write(u"big.pdf"_s, content);
     const auto hash = fileHasher(dir.path());
-    EXPECT_EQ(hash(QStringLiteral("big.pdf")),
-        QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex()));
-    EXPECT_FALSE(hash(QStringLiteral("no such file.pdf")));
-    EXPECT_FALSE(hash(QStringLiteral(".")));
+    EXPECT_EQ(
+        hash(u"big.pdf"_s), QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex()));
+    EXPECT_FALSE(hash(u"no such file.pdf"_s));
+    EXPECT_FALSE(hash(u"."_s));
 }
 
-TEST_F(FolderSync, emptyListing_marksEveryScanMissingAndChangesNothingElse)
+TEST_F(FolderSync, vanishedFolder_marksEveryScanMissingAndChangesNothingElse)
 {
-    write(QStringLiteral("a.pdf"), "%PDF-a");
-    write(QStringLiteral("sub/b.pdf"), "%PDF-b");
+    write(u"a.pdf"_s, "%PDF-a");
+    write(u"sub/b.pdf"_s, "%PDF-b");
     sync();
-    read(idOf(QStringLiteral("a.pdf")), QStringLiteral("text"));
+    read(idOf(u"a.pdf"_s), u"text"_s);
     auto before = store->documents();
 
-    // What a folder that vanished lists.
-    EXPECT_TRUE(store->sync(enumeratePDFs(at(QStringLiteral("gone"))), fileHasher(at(QStringLiteral("gone")))));
+    EXPECT_TRUE(store->sync(enumeratePDFs(at(u"gone"_s)), fileHasher(at(u"gone"_s))));
     for (auto &doc : before)
         doc.missing = true;
     EXPECT_EQ(store->documents(), before);
-    EXPECT_EQ(store->pages(idOf(QStringLiteral("a.pdf"))), QStringList { QStringLiteral("text") });
+    EXPECT_EQ(store->pages(idOf(u"a.pdf"_s)), QStringList { u"text"_s });
 }
 
 TEST_F(FolderSync, failureHalfWay_leavesTheCatalogueAsItWas)
 {
-    write(QStringLiteral("a.pdf"), "%PDF-a");
+    write(u"a.pdf"_s, "%PDF-a");
     sync();
-    const auto id = idOf(QStringLiteral("a.pdf"));
-    QFile::remove(at(QStringLiteral("a.pdf")));
-    write(QStringLiteral("b.pdf"), "%PDF-bb");
-    write(QStringLiteral("c.pdf"), "%PDF-cc");
+    const auto id = idOf(u"a.pdf"_s);
+    QFile::remove(at(u"a.pdf"_s));
+    write(u"b.pdf"_s, "%PDF-bb");
+    write(u"c.pdf"_s, "%PDF-cc");
     db.execute(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON documents WHEN new.path = 'c.pdf' "
                               "BEGIN SELECT RAISE(ABORT, 'disk on fire'); END"));
 
     EXPECT_THROW(sync(), Database::Error);
     EXPECT_EQ(rowCount(), 1);
-    EXPECT_EQ(missing(id), QStringLiteral("0"));
-    db.execute(QStringLiteral("DROP TRIGGER refuse"));
+    EXPECT_EQ(missing(id), u"0"_s);
+    db.execute(u"DROP TRIGGER refuse"_s);
     EXPECT_TRUE(sync());
     EXPECT_EQ(rowCount(), 3);
 }
 
 TEST_F(FolderSync, removeMissing_deletesOnlyMissingScansWithTheirPagesAndSearchEntries)
 {
-    write(QStringLiteral("gone.pdf"), "%PDF-gone");
-    write(QStringLiteral("kept.pdf"), "%PDF-kept");
-    write(QStringLiteral("also gone.pdf"), "%PDF-also");
+    for (const char *name : { "gone.pdf", "kept.pdf", "also gone.pdf" })
+        write(QString::fromUtf8(name), name);
     sync();
-    const auto gone = idOf(QStringLiteral("gone.pdf"));
-    const auto kept = idOf(QStringLiteral("kept.pdf"));
-    const auto alsoGone = idOf(QStringLiteral("also gone.pdf"));
-    read(gone, QStringLiteral("receipt"));
-    read(kept, QStringLiteral("receipt"));
-    QFile::remove(at(QStringLiteral("gone.pdf")));
-    QFile::remove(at(QStringLiteral("also gone.pdf")));
+    const auto gone = idOf(u"gone.pdf"_s);
+    const auto kept = idOf(u"kept.pdf"_s);
+    read(gone, u"receipt"_s);
+    read(kept, u"receipt"_s);
+    QFile::remove(at(u"gone.pdf"_s));
+    QFile::remove(at(u"also gone.pdf"_s));
     sync();
 
     store->removeMissing({ gone, kept });
     EXPECT_EQ(rowCount(), 2);
-    EXPECT_FALSE(column(gone, QStringLiteral("id")));
-    EXPECT_EQ(missing(alsoGone), QStringLiteral("1"));
+    EXPECT_EQ(missing(idOf(u"also gone.pdf"_s)), u"1"_s);
     EXPECT_TRUE(store->pages(gone).isEmpty());
-    EXPECT_EQ(search(QStringLiteral("receipt")), Ids { kept });
-    EXPECT_EQ(search(QStringLiteral("kept")), Ids { kept });
+    EXPECT_EQ(search(u"receipt"_s), Ids { kept });
 }
 
 } // namespace

@@ -1,68 +1,126 @@
 #include "store/Migrations.h"
 #include "support/StoreFixture.h"
 
+#include <ostream>
 #include <set>
+
+using namespace Qt::StringLiterals;
+
+static void PrintTo(const ScanStore::SimilarDocument &similar, std::ostream *out)
+{
+    *out << similar.id << ' ' << similar.path.toStdString() << " (" << similar.organization.toStdString() << ')';
+}
 
 namespace {
 
 using IdSet = std::set<std::int64_t>;
 
+// A recognised scan with `text` as its first page, indexed for search.
 class Search : public StoreFixture {
 protected:
     std::int64_t scan(const QString &path, const QString &text, std::optional<std::int64_t> organization = {},
-        std::optional<QString> date = {})
+        const QString &extractStatus = u"done"_s, bool missing = false, const QString &ocrStatus = u"done"_s)
     {
         const std::int64_t id = add({ .path = path,
-            .ocrStatus = QStringLiteral("done"),
-            .extractStatus = QStringLiteral("done"),
-            .date = date,
+            .ocrStatus = ocrStatus,
+            .extractStatus = extractStatus,
+            .missing = missing,
             .organizationID = organization });
         CatalogueFixtures::insertPage(db, id, 0, text);
-        db.run(Migrations::fullTextFill() + QStringLiteral("d.id = ?"), { id });
+        CatalogueFixtures::insertPage(db, id, 1, u"second page words never compared"_s);
+        db.run(Migrations::fullTextFill() + u"d.id = ?"_s, { id });
         return id;
+    }
+    std::int64_t organization(const QString &name) { return CatalogueFixtures::insertOrganization(db, name); }
+    void read(std::int64_t id, const QStringList &pages)
+    {
+        store->resetOCR({ id });
+        const auto job = store->nextOCRJob(DocumentIDs { id });
+        ASSERT_TRUE(job);
+        store->saveOCR(*job, pages, std::vector<int>(std::size_t(pages.size()), 0), u"hash"_s);
     }
 };
 
-TEST_F(Search, queryQuotesEachWordAsAPrefixTermAndDoublesItsQuotes)
-{
-    EXPECT_EQ(ScanStore::searchQuery(QStringLiteral("tax")), QStringLiteral("\"tax\"*"));
-    EXPECT_EQ(ScanStore::searchQuery(QStringLiteral(" acme\tbank\n\u00A0say\"hi\" ")),
-        QStringLiteral("\"acme\"* \"bank\"* \"say\"\"hi\"\"\"*"));
-    EXPECT_EQ(ScanStore::searchQuery(QStringLiteral(" \u2003\n ")), QString());
-}
+const QString electricity = u"Acme Power electricity bill, account 1234, meter reading kilowatt hours"_s;
+const QString water = u"Beta Water quarterly statement, water usage cubic metres sewerage"_s;
 
-TEST_F(Search, everyWordMustStartAWordOfSomeColumn)
-{
-    const auto acme = CatalogueFixtures::insertOrganization(db, QStringLiteral("Acme Corporation"));
-    const auto both = scan(QStringLiteral("2024/statement.pdf"), QStringLiteral("Your Banking summary"), acme,
-        QStringLiteral("2024-05-01"));
-    const auto textOnly = scan(QStringLiteral("letters/acme.pdf"), QStringLiteral("Dear customer"));
-    const auto accent = scan(QStringLiteral("café.pdf"), QStringLiteral("Résumé of the Société Générale account"));
-    db.run(QStringLiteral("UPDATE documents SET doc_kind = 'Bank Statement' WHERE id = ?"), { textOnly });
-    db.run(QStringLiteral("DELETE FROM documents_fts WHERE rowid = ?"), { textOnly });
-    db.run(Migrations::fullTextFill() + QStringLiteral("d.id = ?"), { textOnly });
+// ---- Full text ----
 
-    // Organization and text; path and type; the word must start a word, not sit inside one.
-    EXPECT_EQ(store->search(QStringLiteral("acme bank")), (IdSet { both, textOnly }));
-    EXPECT_EQ(store->search(QStringLiteral("ACME   dear")), (IdSet { textOnly }));
-    EXPECT_EQ(store->search(QStringLiteral("anking")), IdSet {});
-    EXPECT_EQ(store->search(QStringLiteral("2024")), (IdSet { both }));
-    // Diacritics are ignored on both sides.
-    EXPECT_EQ(store->search(QStringLiteral("societe generale")), (IdSet { accent }));
-    EXPECT_EQ(store->search(QStringLiteral("résu cafe")), (IdSet { accent }));
-    // Blanks only: no query and no scans.
-    EXPECT_EQ(store->search(QStringLiteral("   ")), IdSet {});
+TEST_F(Search, everyWordMustStartAWordOfSomeColumnAccentsIgnored)
+{
+    const auto acme = organization(u"Acme Corporation"_s);
+    const auto both = scan(u"2024/statement.pdf"_s, u"Your Banking summary"_s, acme);
+    const auto kind = scan(u"letters/acme.pdf"_s, u"Dear customer"_s);
+    const auto accent = scan(u"café.pdf"_s, u"Résumé of the Société Générale account"_s);
+    store->setKind({ kind }, u"Bank Statement"_s);
+
+    EXPECT_EQ(store->search(u"acme bank"_s), (IdSet { both, kind }));
+    EXPECT_EQ(store->search(u"ACME   dear"_s), (IdSet { kind }));
+    EXPECT_EQ(store->search(u"anking"_s), IdSet {});
+    EXPECT_EQ(store->search(u"2024"_s), (IdSet { both }));
+    EXPECT_EQ(store->search(u"societe generale"_s), (IdSet { accent }));
+    EXPECT_EQ(store->search(u"résu cafe"_s), (IdSet { accent }));
+    EXPECT_EQ(store->search(u" \u2003\n "_s), IdSet {});
 }
 
 TEST_F(Search, quotesAndQuerySyntaxInTheWordsAreSearchedAsText)
 {
-    const auto quoted = scan(QStringLiteral("a.pdf"), QStringLiteral("He said \"hello\" NOT there OR here"));
-    scan(QStringLiteral("b.pdf"), QStringLiteral("Nothing to see"));
-    EXPECT_EQ(store->search(QStringLiteral("\"hello\"")), (IdSet { quoted }));
-    EXPECT_EQ(store->search(QStringLiteral("said\" NOT")), (IdSet { quoted }));
-    EXPECT_EQ(store->search(QStringLiteral("OR")), (IdSet { quoted }));
-    EXPECT_EQ(store->search(QStringLiteral("* ( ) : ^")), IdSet {});
-    EXPECT_EQ(store->search(QStringLiteral("name:nothing")), IdSet {});
+    const auto quoted = scan(u"a.pdf"_s, u"He said \"hello\" NOT there OR here"_s);
+    scan(u"b.pdf"_s, u"Nothing to see"_s);
+    EXPECT_EQ(store->search(u"\"hello\""_s), (IdSet { quoted }));
+    EXPECT_EQ(store->search(u"said\" NOT"_s), (IdSet { quoted }));
+    EXPECT_EQ(store->search(u"OR"_s), (IdSet { quoted }));
+    EXPECT_EQ(store->search(u"* ( ) : ^"_s), IdSet {});
+    EXPECT_EQ(store->search(u"name:nothing"_s), IdSet {});
+}
+
+// ---- The filed scan a new one looks like ----
+
+TEST_F(Search, similarFiledDocument_offersOnlyPresentRecognisedScansFiledUnderAnOrganization)
+{
+    const auto acme = organization(u"Acme Power"_s);
+    const auto newScan = scan(u"new.pdf"_s, electricity, std::nullopt, u"pending"_s);
+    // Alike, but each is not to be offered.
+    scan(u"missing.pdf"_s, electricity, acme, u"done"_s, true);
+    scan(u"unread.pdf"_s, electricity, acme, u"done"_s, false, u"pending"_s);
+    scan(u"unfiled.pdf"_s, electricity, std::nullopt);
+    scan(u"failed.pdf"_s, electricity, acme, u"failed"_s);
+    scan(u"waiting.pdf"_s, electricity, acme, u"pending"_s);
+    EXPECT_EQ(store->similarFiledDocument(newScan), std::nullopt);
+
+    scan(u"water.pdf"_s, water, organization(u"Beta Water"_s));
+    const auto filed = scan(u"2024/acme.pdf"_s, electricity + u" overdue"_s, acme, u"manual"_s);
+    // The catalogue's first pages are read once: rows added behind the store's back are not seen.
+    EXPECT_EQ(store->similarFiledDocument(newScan), std::nullopt);
+
+    store = std::make_unique<ScanStore>(dir.path());
+    EXPECT_EQ(store->similarFiledDocument(newScan),
+        (ScanStore::SimilarDocument { filed, u"2024/acme.pdf"_s, u"Acme Power"_s }));
+    EXPECT_EQ(store->similarFiledDocument(filed), std::nullopt); // its only likeness is not filed
+    EXPECT_EQ(store->similarFiledDocument(9999), std::nullopt);
+}
+
+TEST_F(Search, similarFiledDocument_followsNewReadingsAndTakesTheFirstOfEquals)
+{
+    const auto acme = organization(u"Acme Power"_s);
+    const auto acmeScan = scan(u"acme.pdf"_s, electricity, acme);
+    scan(u"acme too.pdf"_s, electricity, organization(u"Acme Power Two"_s));
+    const auto betaScan = scan(u"beta.pdf"_s, water, organization(u"Beta Water"_s));
+    const auto newScan = scan(u"new.pdf"_s, electricity, std::nullopt, u"pending"_s);
+    EXPECT_EQ(store->similarFiledDocument(newScan)->id, acmeScan);
+
+    // Read again, the scan now looks like the water bill.
+    read(newScan, { water + u" reminder"_s });
+    EXPECT_EQ(store->similarFiledDocument(newScan)->id, betaScan);
+    // A scan that enters the catalogue after the fingerprints were built gets one when it is read.
+    const auto later = add({ .path = u"later.pdf"_s });
+    read(later, { electricity });
+    EXPECT_EQ(store->similarFiledDocument(later)->id, acmeScan);
+    // No first page, or one without words, is never like anything.
+    read(later, {});
+    EXPECT_EQ(store->similarFiledDocument(later), std::nullopt);
+    read(later, { u"12 34 56 -- ab"_s });
+    EXPECT_EQ(store->similarFiledDocument(later), std::nullopt);
 }
 
 } // namespace

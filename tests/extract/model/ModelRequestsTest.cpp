@@ -7,160 +7,113 @@
 #include "ModelClientFixture.h"
 
 using namespace Extractor;
-using Kind = GenerationError::Kind;
 
 namespace {
-const PageFacts expectedFacts { true, QStringLiteral("Utility bill"), QStringLiteral("Acme Water"),
-    QStringLiteral("Bill Date"), QStringLiteral("2024-03-12") };
-
-void expectMessages(const QJsonObject &body, const QString &user)
+// The messages of a request body as "role: content" lines.
+QStringList messages(const QJsonObject &body)
 {
-    const QJsonArray messages = body.value(QStringLiteral("messages")).toArray();
-    ASSERT_EQ(messages.size(), 2);
-    EXPECT_EQ(messages[0].toObject().value(QStringLiteral("role")).toString(), u"system");
-    EXPECT_EQ(messages[0].toObject().value(QStringLiteral("content")).toString(), u"File the mail.");
-    EXPECT_EQ(messages[1].toObject().value(QStringLiteral("role")).toString(), u"user");
-    EXPECT_EQ(messages[1].toObject().value(QStringLiteral("content")).toString(), user);
-    EXPECT_EQ(body.value(QStringLiteral("model")).toString(), u"qwen2.5:3b");
-    EXPECT_EQ(body.value(QStringLiteral("stream")), QJsonValue(false));
+    QStringList lines;
+    for (const QJsonValue &message : body.value(u"messages"_s).toArray())
+        lines.append(message[u"role"_s].toString() + u": "_s + message[u"content"_s].toString());
+    return lines;
 }
 } // namespace
 
-TEST_F(ModelClientTest, ollamaStructured_sendsSchemaInOrderGreedyOptionsAndContext)
+// What each dialect sends: the instructions and the prompt (with the schema when the answer is
+// structured), the schema where the server constrains the answer to it, the cap and Ollama's context.
+TEST_F(ModelClientTest, requests_carryMessagesSchemaCapAndContextInEachDialect)
 {
-    server.serveOllama({ model });
-    server.reply(QStringLiteral("POST"), QStringLiteral("/api/chat"), { StubModelServer::ollamaChat(factsJson) });
-    ModelServerClient ollama = client(8192);
-    EXPECT_EQ(ollama.respondStructured(request(), {}), expectedFacts);
+    const PageFacts facts { true, u"Utility bill"_s, u"Acme Water"_s, u"Bill Date"_s, u"2024-03-12"_s };
+    const QJsonObject schema = QJsonDocument::fromJson(PageFacts::schema()).object();
+    for (const bool ollama : { true, false }) {
+        SCOPED_TRACE(ollama ? "Ollama" : "OpenAI-compatible");
+        StubModelServer stub;
+        const QString path = ollama ? u"/api/chat"_s : u"/v1/chat/completions"_s;
+        if (ollama)
+            stub.serveOllama({ model });
+        else
+            stub.serveLlamaServer({ model }, 8192);
+        stub.reply(u"POST"_s, path,
+            { ollama ? StubModelServer::ollamaChat(factsJson) : StubModelServer::openAIChat(factsJson),
+                ollama ? StubModelServer::ollamaChat(u"plain"_s) : StubModelServer::openAIChat(u"plain"_s) });
+        ModelServerClient target = client(6000, stub.url());
+        EXPECT_EQ(target.respondStructured(request(u"Page text"_s, 250), {}), facts);
+        EXPECT_EQ(target.respondText(request(u"Page text"_s, 150), {}), u"plain");
+        EXPECT_EQ(target.contextSize(), ollama ? 6000 : 8192);
 
-    const std::vector<StubRequest> sent = server.requests(QStringLiteral("/api/chat"));
-    ASSERT_EQ(sent.size(), 1u);
-    const QJsonObject body = sent[0].json();
-    expectMessages(body, ChatMessages::withSchema(QStringLiteral("Page text")));
-    EXPECT_TRUE(sent[0].body.contains(QByteArray("\"format\":").append(PageFacts::schema())));
-    const QJsonObject options = body.value(QStringLiteral("options")).toObject();
-    EXPECT_EQ(options.value(QStringLiteral("temperature")).toInt(-1), 0);
-    EXPECT_EQ(options.value(QStringLiteral("top_k")).toInt(), 1);
-    EXPECT_TRUE(options.value(QStringLiteral("seed")).isDouble());
-    EXPECT_EQ(options.value(QStringLiteral("num_predict")).toInt(), 300);
-    EXPECT_EQ(options.value(QStringLiteral("num_ctx")).toInt(), 8192);
-    EXPECT_EQ(ollama.contextSize(), 8192);
-    EXPECT_EQ(ollama.count(QStringLiteral("some words")), std::nullopt);
+        const std::vector<StubRequest> sent = stub.requests(path);
+        ASSERT_EQ(sent.size(), 2u);
+        const QJsonObject structured = sent[0].json();
+        const QJsonObject text = sent[1].json();
+        EXPECT_EQ(messages(structured),
+            (QStringList { u"system: File the mail."_s, u"user: "_s + ChatMessages::withSchema(u"Page text"_s) }));
+        EXPECT_EQ(messages(text), (QStringList { u"system: File the mail."_s, u"user: Page text"_s }));
+        for (const QJsonObject &body : { structured, text }) {
+            EXPECT_EQ(body[u"model"_s].toString(), model);
+            EXPECT_EQ(body[u"stream"_s], QJsonValue(false));
+        }
+        if (ollama) {
+            // As written, properties in order: the model answers them in that order.
+            EXPECT_TRUE(sent[0].body.contains(QByteArray("\"format\":").append(PageFacts::schema())));
+            EXPECT_FALSE(text.contains(u"format"_s));
+            EXPECT_EQ(structured[u"options"_s][u"num_predict"_s].toInt(), 250);
+            EXPECT_EQ(text[u"options"_s][u"num_predict"_s].toInt(), 150);
+            EXPECT_EQ(text[u"options"_s][u"num_ctx"_s].toInt(), 6000);
+        } else {
+            EXPECT_EQ(structured[u"response_format"_s][u"json_schema"_s][u"schema"_s].toObject(), schema);
+            EXPECT_FALSE(text.contains(u"response_format"_s));
+            EXPECT_EQ(structured[u"max_tokens"_s].toInt(), 250);
+            EXPECT_EQ(text[u"max_tokens"_s].toInt(), 150);
+        }
+    }
 }
 
-TEST_F(ModelClientTest, openAIStructured_sendsJsonSchemaResponseFormatAndMaxTokens)
-{
-    server.serveLlamaServer({ model }, 8192);
-    server.reply(
-        QStringLiteral("POST"), QStringLiteral("/v1/chat/completions"), { StubModelServer::openAIChat(factsJson) });
-    ModelServerClient llama = client();
-    EXPECT_EQ(llama.respondStructured(request(QStringLiteral("Page text"), 250), {}), expectedFacts);
-
-    const std::vector<StubRequest> sent = server.requests(QStringLiteral("/v1/chat/completions"));
-    ASSERT_EQ(sent.size(), 1u);
-    const QJsonObject body = sent[0].json();
-    expectMessages(body, ChatMessages::withSchema(QStringLiteral("Page text")));
-    const QJsonObject format = body.value(QStringLiteral("response_format")).toObject();
-    EXPECT_EQ(format.value(QStringLiteral("type")).toString(), u"json_schema");
-    EXPECT_EQ(format.value(QStringLiteral("json_schema")).toObject().value(QStringLiteral("schema")).toObject(),
-        QJsonDocument::fromJson(PageFacts::schema()).object());
-    EXPECT_EQ(body.value(QStringLiteral("temperature")).toInt(-1), 0);
-    EXPECT_EQ(body.value(QStringLiteral("top_k")).toInt(), 1);
-    EXPECT_EQ(body.value(QStringLiteral("max_tokens")).toInt(), 250);
-    EXPECT_EQ(llama.contextSize(), 8192);
-}
-
-TEST_F(ModelClientTest, plainText_bothDialects_sendPromptAloneAndReturnTheReply)
-{
-    const QString reply = QStringLiteral("First page: yes\nType: Bill\nOrganization: Acme");
-    server.serveOllama({ model });
-    server.reply(QStringLiteral("POST"), QStringLiteral("/api/chat"),
-        { StubModelServer::ollamaChat(reply, QStringLiteral("length")) });
-    EXPECT_EQ(client().respondText(request(QStringLiteral("Page text"), 150), {}), reply);
-    const QJsonObject ollamaBody = server.requests(QStringLiteral("/api/chat")).at(0).json();
-    expectMessages(ollamaBody, QStringLiteral("Page text"));
-    EXPECT_FALSE(ollamaBody.contains(QStringLiteral("format")));
-    EXPECT_EQ(ollamaBody.value(QStringLiteral("options")).toObject().value(QStringLiteral("num_predict")).toInt(), 150);
-
-    StubModelServer llamaServer;
-    llamaServer.serveLlamaServer({ model }, 4096);
-    llamaServer.reply(
-        QStringLiteral("POST"), QStringLiteral("/v1/chat/completions"), { StubModelServer::openAIChat(reply) });
-    ModelServerClient::Options options;
-    options.server = llamaServer.url();
-    options.model = model;
-    EXPECT_EQ(ModelServerClient(options).respondText(request(), {}), reply);
-    const QJsonObject openAIBody = llamaServer.requests(QStringLiteral("/v1/chat/completions")).at(0).json();
-    expectMessages(openAIBody, QStringLiteral("Page text"));
-    EXPECT_FALSE(openAIBody.contains(QStringLiteral("response_format")));
-}
-
-TEST_F(ModelClientTest, llamaServerCounting_tokenizesAndFallsBackToTheSettingWithoutProps)
+TEST_F(ModelClientTest, counting_askedOfLlamaServerOnceAndNotOfServersWithoutATokenizer)
 {
     server.serveLlamaServer({ model }, 2048, 4);
     ModelServerClient llama = client();
-    EXPECT_EQ(llama.count(QStringLiteral("twelve bytes")), 3);
-    EXPECT_EQ(llama.count(QString()), 0);
-    EXPECT_EQ(llama.count(QStringLiteral("twelve bytes")), 3);
-    EXPECT_EQ(server.requests(QStringLiteral("/tokenize")).size(), 2u); // the repeated text was kept
-    EXPECT_TRUE(llama.systemDescription().startsWith(u"qwen2.5:3b on OpenAI-compatible server at 127.0.0.1:"
-        + QString::number(server.url().port()) + u", context 2048 tokens, Linux "));
+    EXPECT_EQ(llama.count(u"twelve bytes"_s), 3);
+    EXPECT_EQ(llama.count(u"twelve bytes"_s), 3);
+    EXPECT_EQ(server.requests(u"/tokenize"_s).size(), 1u);
 
-    // A server with neither /props nor /tokenize (LM Studio): the setting, and no counts, asked once.
+    // Neither /props nor /tokenize: the context setting, and no counts, asked once.
     StubModelServer plain;
-    plain.reply(QStringLiteral("GET"), QStringLiteral("/v1/models"), { StubModelServer::json(200, R"({"data":[]})") });
-    ModelServerClient::Options options;
-    options.server = plain.url();
-    options.model = model;
-    options.contextTokens = 3000;
-    ModelServerClient other(options);
+    plain.reply(u"GET"_s, u"/v1/models"_s, { StubModelServer::json(200, R"({"data":[]})") });
+    ModelServerClient other = client(3000, plain.url());
     EXPECT_EQ(other.contextSize(), 3000);
-    EXPECT_EQ(other.count(QStringLiteral("a")), std::nullopt);
-    EXPECT_EQ(other.count(QStringLiteral("b")), std::nullopt);
-    EXPECT_EQ(plain.requests(QStringLiteral("/tokenize")).size(), 1u);
+    EXPECT_EQ(other.count(u"a"_s), std::nullopt);
+    EXPECT_EQ(other.count(u"b"_s), std::nullopt);
+    EXPECT_EQ(plain.requests(u"/tokenize"_s).size(), 1u);
+    // Ollama counts nothing.
+    server.serveOllama({ model });
+    EXPECT_EQ(client().count(u"some words"_s), std::nullopt);
 }
 
 TEST_F(ModelClientTest, ollamaOverflow_decidedByBytesBeforeSendingAndByCountsAfter)
 {
     server.serveOllama({ model });
-    server.reply(QStringLiteral("POST"), QStringLiteral("/api/chat"),
-        { StubModelServer::ollamaChat(QStringLiteral("ok"), QStringLiteral("stop"), 800, 99),
-            StubModelServer::ollamaChat(QStringLiteral("ok"), QStringLiteral("stop"), 900, 100) });
+    server.reply(u"POST"_s, u"/api/chat"_s,
+        { StubModelServer::ollamaChat(u"ok"_s, u"stop"_s, 800, 99),
+            StubModelServer::ollamaChat(u"ok"_s, u"stop"_s, 900, 100) });
     ModelServerClient ollama = client(1000);
     // 14 bytes of instructions + 2686 of prompt = 900 estimated tokens, + 100 for the answer: fits exactly.
-    const ModelRequest fits { QStringLiteral("File the mail."), QString(2686, u'a'), 100 };
-    EXPECT_EQ(ollama.respondText(fits, {}), u"ok");
-    try {
-        ollama.respondText({ fits.instructions, fits.prompt + u"abc", 100 }, {});
-        ADD_FAILURE() << "no overflow";
-    } catch (const GenerationError &error) {
-        EXPECT_EQ(error.kind, Kind::exceededContextWindowSize);
-    }
-    EXPECT_EQ(server.requests(QStringLiteral("/api/chat")).size(), 1u);
+    const ModelRequest fits = request(QString(2686, u'a'), 100);
+    EXPECT_EQ(error(ollama, false, fits), std::nullopt);
+    EXPECT_EQ(error(ollama, false, request(fits.prompt + u"abc"_s, 100)), Kind::exceededContextWindowSize);
+    EXPECT_EQ(server.requests(u"/api/chat"_s).size(), 1u);
     // The second reply used 900 + 100 tokens: the whole context, so the prompt may have been cut.
-    try {
-        ollama.respondText(fits, {});
-        ADD_FAILURE() << "no overflow";
-    } catch (const GenerationError &error) {
-        EXPECT_EQ(error.kind, Kind::exceededContextWindowSize);
-    }
+    EXPECT_EQ(error(ollama, false, fits), Kind::exceededContextWindowSize);
 }
 
 TEST_F(ModelClientTest, llamaServerOverflow_countsTokensAndTheCapAgainstNCtx)
 {
-    // One token per byte: "File the mail." is 14, the template 16, so 470 bytes of prompt and a cap of
-    // 12 fill 512 exactly.
+    // One token per byte: the instructions are 14, the template 16, so 470 of prompt and a cap of 12
+    // fill 512 exactly.
     server.serveLlamaServer({ model }, 512, 1);
-    server.reply(QStringLiteral("POST"), QStringLiteral("/v1/chat/completions"),
-        { StubModelServer::openAIChat(QStringLiteral("ok")) });
+    server.reply(u"POST"_s, u"/v1/chat/completions"_s, { StubModelServer::openAIChat(u"ok"_s) });
     ModelServerClient llama = client();
-    EXPECT_EQ(llama.respondText({ QStringLiteral("File the mail."), QString(470, u'a'), 12 }, {}), u"ok");
-    try {
-        llama.respondText({ QStringLiteral("File the mail."), QString(470, u'a'), 13 }, {});
-        ADD_FAILURE() << "no overflow";
-    } catch (const GenerationError &error) {
-        EXPECT_EQ(error.kind, Kind::exceededContextWindowSize);
-        EXPECT_TRUE(error.description.contains(u"context holds 512")) << error.description.toStdString();
-    }
-    EXPECT_EQ(server.requests(QStringLiteral("/v1/chat/completions")).size(), 1u);
+    EXPECT_EQ(error(llama, false, request(QString(470, u'a'), 12)), std::nullopt);
+    EXPECT_EQ(error(llama, false, request(QString(470, u'a'), 13)), Kind::exceededContextWindowSize);
+    EXPECT_TRUE(lastError.contains(u"context holds 512")) << lastError.toStdString();
+    EXPECT_EQ(server.requests(u"/v1/chat/completions"_s).size(), 1u);
 }
