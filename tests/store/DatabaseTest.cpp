@@ -6,7 +6,6 @@
 #include "support/Printing.h"
 
 #include <QCryptographicHash>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -15,20 +14,9 @@
 #include <sqlite3.h>
 
 using namespace Qt::StringLiterals;
-
 using namespace CatalogueFixtures;
 
 namespace {
-
-// The statements still open on a connection; one left open keeps the file busy.
-int openStatements(Database &db)
-{
-    int open = 0;
-    for (sqlite3_stmt *stmt = sqlite3_next_stmt(db.handle(), nullptr); stmt;
-         stmt = sqlite3_next_stmt(db.handle(), stmt))
-        ++open;
-    return open;
-}
 
 QByteArray fileHash(const QString &path)
 {
@@ -37,35 +25,21 @@ QByteArray fileHash(const QString &path)
                                           : QByteArray();
 }
 
-TEST(Database, failuresCarrySqliteMessageAndLeaveNothingBehind_textRoundTripsWhole)
+TEST(Database, failuresThrowAndLeaveNothingBehind)
 {
     QTemporaryDir dir;
     const QString absent = dir.filePath(u"absent"_s);
-    try {
-        Database db(absent + u"/Vellumark.sqlite"_s);
-        FAIL() << "opened a file in a folder that does not exist";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), u"unable to open database file"_s);
-    }
+    EXPECT_THROW(Database(absent + u"/Vellumark.sqlite"_s), Database::Error);
     EXPECT_FALSE(QFileInfo::exists(absent));
 
     Database db(dir.filePath(u"scratch.sqlite"_s));
-    const QString sql = u"SELEC name FROM \u00e9t\u00e9"_s;
-    try {
-        db.prepare(sql);
-        FAIL() << "no error";
-    } catch (const Database::Error &error) {
-        EXPECT_TRUE(error.message().startsWith(u"near") && error.message().endsWith(u" in: " + sql)) << error.what();
-    }
     db.execute(u"CREATE TABLE t (s UNIQUE)"_s);
-    const QString text = u"Z\u00fcrich \u2013 \u65e5\u672c \U0001F4C4"_s;
-    EXPECT_EQ(db.run(u"INSERT INTO t VALUES (?), (?)"_s, { text, 2 }), 2);
+    EXPECT_EQ(db.run(u"INSERT INTO t VALUES (?), (?)"_s, { u"\u65e5\u672c"_s, 2 }), 2);
     EXPECT_THROW(db.run(u"INSERT INTO t VALUES (2)"_s), Database::Error);
-    EXPECT_EQ(openStatements(db), 0);
+    // A statement left open after a failure would keep the file busy.
+    EXPECT_EQ(sqlite3_next_stmt(db.handle(), nullptr), nullptr);
     // An UPDATE matching nothing reports 0, not the count of the statement before it.
     EXPECT_EQ(db.run(u"UPDATE t SET s = 0 WHERE s = 99"_s), 0);
-    // SQLite counts the emoji as one character.
-    EXPECT_EQ(scalar(db, u"SELECT s FROM t WHERE length(s) = 13"_s), text);
 }
 
 class MigrationsTest : public ::testing::Test {
@@ -117,7 +91,8 @@ TEST_P(OldCatalogueTest, migratesWithDataAndIndex)
 
 INSTANTIATE_TEST_SUITE_P(Versions, OldCatalogueTest, ::testing::Values(1, 2, 3));
 
-TEST_F(MigrationsTest, currentOrNewerCatalogue_isOpenedWithoutAnyWrite)
+// A current or newer catalogue is opened without a write; a file that is no catalogue is left as it was.
+TEST_F(MigrationsTest, onlyOldCataloguesAreWritten)
 {
     createCatalogue(dir.path(), 4);
     {
@@ -132,25 +107,13 @@ TEST_F(MigrationsTest, currentOrNewerCatalogue_isOpenedWithoutAnyWrite)
         EXPECT_EQ(store.documents().size(), 1u);
         EXPECT_EQ(fileHash(catalogue()), before);
     }
-}
 
-TEST_F(MigrationsTest, emptyFileIsANewCatalogueAndAnyOtherFileIsLeftAlone)
-{
     QFile file(catalogue());
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
-    EXPECT_EQ(ScanStore(dir.path()).schemaVersion(), 4);
-
     ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     file.write(QByteArray("These are my notes, not a database.\n").repeated(200));
     file.close();
     const QByteArray before = fileHash(catalogue());
-    try {
-        ScanStore store(dir.path());
-        FAIL() << "opened a file that is not a database";
-    } catch (const Database::Error &error) {
-        EXPECT_EQ(error.message(), u"file is not a database"_s);
-    }
+    EXPECT_THROW(ScanStore store(dir.path()), Database::Error);
     EXPECT_EQ(fileHash(catalogue()), before);
 }
 

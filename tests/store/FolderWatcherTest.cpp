@@ -41,17 +41,7 @@ protected:
     std::unique_ptr<FolderWatcher> watcher;
 };
 
-TEST_F(FolderWatcherTest, tenPDFsCopiedAtOnce_reportOnce)
-{
-    watch();
-    for (int i = 0; i < 10; ++i)
-        write(u"scan%1.pdf"_s.arg(i));
-    runUntil(1);
-    settle();
-    EXPECT_EQ(calls, 1);
-}
-
-TEST_F(FolderWatcherTest, catalogueWritesOtherFilesAndHiddenOrPackagedPDFs_reportNothing)
+TEST_F(FolderWatcherTest, onlyPDFsOutsideHiddenAndPackagedFoldersCountAndTenAtOnceReportOnce)
 {
     ASSERT_TRUE(QDir(dir.path()).mkpath(u".trash"_s));
     ASSERT_TRUE(QDir(dir.path()).mkpath(u"Viewer.app/Contents"_s));
@@ -66,9 +56,10 @@ TEST_F(FolderWatcherTest, catalogueWritesOtherFilesAndHiddenOrPackagedPDFs_repor
     settle();
     EXPECT_EQ(calls, 0);
 
-    // It was listening all along.
-    write(u"Scan.PDF"_s);
+    for (int i = 0; i < 10; ++i)
+        write(u"scan%1.PDF"_s.arg(i));
     runUntil(1);
+    settle();
     EXPECT_EQ(calls, 1);
 }
 
@@ -120,18 +111,12 @@ TEST_F(FolderWatcherTest, queueOverflow_reportsAndWatchesWhatWasLost)
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(FolderWatcherTest, destroyedWithABatchUnderWayOrWatchingNoFolder_reportsNothing)
+TEST_F(FolderWatcherTest, destroyedWithABatchUnderWay_reportsNothing)
 {
     watch();
     write(u"a.pdf"_s);
     QTest::qWait(200);
     watcher.reset();
-    settle();
-    EXPECT_EQ(calls, 0);
-
-    FolderWatcher nowhere(dir.filePath(u"missing"_s), [this] { ++calls; });
-    QDir(dir.path()).mkdir(u"missing"_s);
-    write(u"missing/a.pdf"_s);
     settle();
     EXPECT_EQ(calls, 0);
 }
