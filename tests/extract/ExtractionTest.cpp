@@ -26,49 +26,38 @@ ExtractionInput input(QStringList pages)
         std::nullopt, std::nullopt, QStringLiteral("2024-05-01") };
 }
 
-// The page numbers (from 1) the model was asked about, read from the prompts.
-std::vector<int> pagesAsked(const ScriptedModel &model)
+const PageFacts anchor = Script::facts(true, QStringLiteral("Utility bill"), QStringLiteral("Acme Water"),
+    QStringLiteral("2024-03-12"), QStringLiteral("Statement Date"));
+const PageFacts nothing = Script::facts(false, QStringLiteral("Other"), {}, {});
+
+// The page numbers (from 1) the model is asked about in a scan of 12 pages, read from the prompts, when
+// it gives these replies and then finds nothing on any further page.
+std::vector<int> pagesAsked(const std::vector<PageFacts> &replies)
 {
+    ScriptedModel model;
+    for (const PageFacts &reply : replies)
+        model.push(reply);
+    model.setRule([](const ScriptedModel::Call &, const std::stop_token &) { return nothing; });
+    extract(model, input(pages(12)));
     static const QRegularExpression pageLine(QStringLiteral("This is page (\\d+) of"));
     std::vector<int> asked;
     for (const ScriptedModel::Call &call : model.calls())
         asked.push_back(pageLine.match(call.request.prompt).captured(1).toInt());
     return asked;
 }
-
-const PageFacts anchor = Script::facts(true, QStringLiteral("Utility bill"), QStringLiteral("Acme Water"),
-    QStringLiteral("2024-03-12"), QStringLiteral("Statement Date"));
-const PageFacts nothing = Script::facts(false, QStringLiteral("Other"), {}, {});
 } // namespace
 
 TEST(Extract, stopRule_readsUntilAFirstPageIsConfirmed)
 {
-    const PageFacts respelled
-        = Script::facts(false, QStringLiteral("Utility bill"), QStringLiteral("ACME WATER INC."), {});
+    // Pages 1 and 2 agree, in another spelling.
+    EXPECT_EQ(pagesAsked({ anchor, Script::facts(false, {}, QStringLiteral("ACME WATER INC."), {}) }),
+        (std::vector<int> { 1, 2 }));
+    // A second sender, pages without one, a first page whose date isn't written on it: the first 6 pages
+    // and the last 2 are read.
     const PageFacts city = Script::facts(false, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), {});
     const PageFacts cityFirst = Script::facts(
         true, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), QStringLiteral("2023-01-01"));
-    const struct {
-        const char *what;
-        QStringList pages;
-        std::vector<PageFacts> replies; // then nothing found on any further page
-        std::vector<int> asked;
-    } cases[] = {
-        { "pages 1 and 2 agree, in another spelling", pages(12), { anchor, respelled }, { 1, 2 } },
-        { "the anchor on the only readable page", { QStringLiteral("blank"), pages(2)[1] }, { anchor }, { 2 } },
-        // A second sender, pages without one, a first page whose date isn't written on it: of 12 readable
-        // pages the first 6 and the last 2 are read.
-        { "never confirmed", pages(12), { anchor, city, cityFirst }, { 1, 2, 3, 4, 5, 6, 11, 12 } },
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.what);
-        ScriptedModel model;
-        for (const PageFacts &reply : c.replies)
-            model.push(reply);
-        model.setRule([](const ScriptedModel::Call &, const std::stop_token &) { return nothing; });
-        extract(model, input(c.pages));
-        EXPECT_EQ(pagesAsked(model), c.asked);
-    }
+    EXPECT_EQ(pagesAsked({ anchor, city, cityFirst }), (std::vector<int> { 1, 2, 3, 4, 5, 6, 11, 12 }));
 }
 
 TEST(Extract, theTranscriptRecordsTheScanAndEveryRequest)
@@ -89,10 +78,7 @@ TEST(Extract, theTranscriptRecordsTheScanAndEveryRequest)
     EXPECT_FALSE(trace.customInstructions);
     EXPECT_EQ(model.calls().at(0).request.instructions, instructions(std::nullopt, scan.organizations));
     EXPECT_TRUE(trace.attempts.at(2).prompt.contains(QStringLiteral("already filed under \u201CAcme Water\u201D")));
-    EXPECT_EQ(trace.attempts.size(), 3u);
-    EXPECT_EQ(trace.pages.size(), 1u);
     EXPECT_EQ(seen, 6);
-    EXPECT_EQ(output.organization, QStringLiteral("Acme Water"));
     EXPECT_TRUE(trace.summary().contains(QStringLiteral("2 of 3 requests failed (1 refused)")));
 }
 

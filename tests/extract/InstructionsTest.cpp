@@ -19,14 +19,6 @@ TEST(PageFactsSchema, decode_rejectsAnswersOfTheWrongTypesOrIncomplete)
         EXPECT_FALSE(PageFacts::decode(json)) << json.toStdString();
 }
 
-// A flag is two surrogate pairs and still one character: a lowered limit cuts between flags.
-TEST(PagePrompt, pageText_isCutInUserPerceivedCharacters)
-{
-    const QString flags = QStringLiteral("\U0001F1E9\U0001F1EA").repeated(10);
-    const QString prompt = pagePrompt(QStringLiteral("2024-05-01"), std::nullopt, 0, 1, flags, 3);
-    EXPECT_TRUE(prompt.endsWith(u'\n' + flags.left(12))) << prompt.toStdString();
-}
-
 TEST(PagesToRead, pagesWithFewerThanFortyCharactersBesidesWhiteSpaceAreSkipped)
 {
     // 39 characters besides white space of any kind, and 40.

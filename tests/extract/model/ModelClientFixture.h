@@ -29,14 +29,14 @@ protected:
     {
         return { u"File the mail."_s, prompt, cap };
     }
-    // The kind of error a request ends with; absent when it succeeds.
+    // The kind of error a request ends with, absent when it succeeds; its description or refusal in lastError.
     std::optional<Kind> error(
         Extractor::ModelServerClient &target, bool structured = true, const Extractor::ModelRequest &asked = request())
     {
         try {
             structured ? void(target.respondStructured(asked, {})) : void(target.respondText(asked, {}));
         } catch (const Extractor::GenerationError &failure) {
-            lastError = failure.description;
+            lastError = failure.refusalExplanation.value_or(failure.description);
             return failure.kind;
         }
         return std::nullopt;

@@ -50,25 +50,6 @@ TEST_F(ModelClientTest, requests_carryMessagesSchemaCapAndContextInEachDialect)
     }
 }
 
-// The instructions and the schema come back on every page: their count is asked for once.
-TEST_F(ModelClientTest, counting_askedOfLlamaServerOnceAndNotOfServersWithoutATokenizer)
-{
-    server.serveLlamaServer({ model }, 2048, 4);
-    ModelServerClient llama = client();
-    EXPECT_EQ(llama.count(u"twelve bytes"_s), 3);
-    EXPECT_EQ(llama.count(u"twelve bytes"_s), 3);
-    EXPECT_EQ(server.requests(u"/tokenize"_s).size(), 1u);
-
-    // Neither /props nor /tokenize: the context setting, and no counts, asked once.
-    StubModelServer plain;
-    plain.reply(u"GET"_s, u"/v1/models"_s, { StubModelServer::json(200, R"({"data":[]})") });
-    ModelServerClient other = client(3000, plain.url());
-    EXPECT_EQ(other.contextSize(), 3000);
-    EXPECT_EQ(other.count(u"a"_s), std::nullopt);
-    EXPECT_EQ(other.count(u"b"_s), std::nullopt);
-    EXPECT_EQ(plain.requests(u"/tokenize"_s).size(), 1u);
-}
-
 TEST_F(ModelClientTest, ollamaOverflow_decidedByBytesBeforeSendingAndByCountsAfter)
 {
     server.serveOllama({ model });
