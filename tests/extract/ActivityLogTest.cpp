@@ -8,10 +8,7 @@ namespace {
 
 Extractor::Trace::Attempt attempt(const QString &outcome, QUuid id)
 {
-    Extractor::Trace::Attempt made;
-    made.id = id;
-    made.outcome = outcome;
-    return made;
+    return { .id = id, .outcome = outcome };
 }
 
 TEST(ActivityLog, aFinishedRequestReplacesItsRunningEntryClearingKeepsRunningOnesAndTheOldestGo)

@@ -1,14 +1,12 @@
 #include "extract/Extraction.h"
 
 #include "core/Cancellation.h"
-#include "extract/Failure.h"
 #include "support/Printing.h"
 #include "support/ScriptedModel.h"
 
 #include <gtest/gtest.h>
 
 using namespace Extractor;
-using Kind = GenerationError::Kind;
 
 namespace {
 // Pages of enough text, showing their date written out.
@@ -60,7 +58,7 @@ TEST(Extract, stopRule_readsUntilAFirstPageIsConfirmed)
     EXPECT_EQ(pagesAsked({ anchor, city, cityFirst }), (std::vector<int> { 1, 2, 3, 4, 5, 6, 11, 12 }));
 }
 
-TEST(Extract, theTranscriptRecordsTheScanAndEveryRequest)
+TEST(Extract, theTranscriptRecordsTheHintTheInstructionsAndFailedRequests)
 {
     ScriptedModel model;
     model.push(Script::refusal(QStringLiteral("No.")));
@@ -70,29 +68,22 @@ TEST(Extract, theTranscriptRecordsTheScanAndEveryRequest)
     scan.similar = Similar { QStringLiteral("2023/water.pdf"), QStringLiteral("Acme Water") };
     // Blank custom instructions are the built-in ones.
     scan.customInstructions = QStringLiteral(" \n ");
-    int seen = 0;
 
-    const Output output = extract(model, scan, {}, [&](const Trace::Attempt &) { ++seen; });
+    const Output output = extract(model, scan);
 
     const Trace &trace = output.trace;
     EXPECT_FALSE(trace.customInstructions);
     EXPECT_EQ(model.calls().at(0).request.instructions, instructions(std::nullopt, scan.organizations));
     EXPECT_TRUE(trace.attempts.at(2).prompt.contains(QStringLiteral("already filed under \u201CAcme Water\u201D")));
-    EXPECT_EQ(seen, 6);
     EXPECT_TRUE(trace.summary().contains(QStringLiteral("2 of 3 requests failed (1 refused)")));
 }
 
-TEST(Extract, aBlankScanAsksNothingAndABusyModelOrAStopBetweenPagesAbandonsTheScan)
+TEST(Extract, aBlankScanAsksNothingAndAStopBetweenPagesAbandonsTheScan)
 {
     ScriptedModel blank;
     const Output output = extract(blank, input({ QString(), QStringLiteral("Page 2 of 2") }));
     EXPECT_TRUE(blank.calls().empty());
     EXPECT_FALSE(output.organization || output.kind || output.date);
-
-    ScriptedModel busy;
-    busy.push(Script::error(Kind::rateLimited));
-    EXPECT_THROW(extract(busy, input(pages(3))), Failure);
-    EXPECT_EQ(busy.calls().size(), 1u);
 
     ScriptedModel model;
     model.push(nothing);

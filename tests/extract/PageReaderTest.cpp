@@ -1,6 +1,5 @@
 #include "extract/PageReader.h"
 
-#include "core/Cancellation.h"
 #include "extract/Failure.h"
 #include "extract/ModelErrors.h"
 #include "support/Printing.h"
@@ -19,13 +18,10 @@ const QString waterBill = QStringLiteral("ACME WATER\nStatement Date: March 12, 
 struct Reading {
     ScriptedModel model;
     ScanState state;
-    std::vector<Trace::Attempt> seen;
-    std::stop_source stop;
 
     std::optional<PageAnswer> read(int index, const QString &text = waterBill)
     {
-        const ScanContext scan { model, 3, std::nullopt, std::nullopt, QStringLiteral("2024-05-01"), stop.get_token(),
-            [this](const Trace::Attempt &attempt) { seen.push_back(attempt); } };
+        const ScanContext scan { model, 3, std::nullopt, std::nullopt, QStringLiteral("2024-05-01"), {}, {} };
         return readPage(index, text, scan, state);
     }
     QString outcome(std::size_t attempt) const { return state.trace.attempts.at(attempt).outcome; }
@@ -110,7 +106,7 @@ TEST(ReadPage, anUndecodableAnswerGoesToPlainTextWhoseReplyIsParsedOrRecordedAsU
     }
 }
 
-TEST(ReadPage, aBusyModelAbandonsThePageOtherErrorsGiveNoAnswerAndAStopLeavesTheRequestUnrecorded)
+TEST(ReadPage, aBusyModelAbandonsThePageAndOtherErrorsGiveNoAnswer)
 {
     // Busy on the plain-text request that follows a refusal: the page is tried again later.
     Reading busy;
@@ -130,16 +126,6 @@ TEST(ReadPage, aBusyModelAbandonsThePageOtherErrorsGiveNoAnswerAndAStopLeavesThe
     EXPECT_FALSE(failing.read(0));
     EXPECT_EQ(failing.outcome(1), QStringLiteral("Error. HTTP 500"));
     EXPECT_TRUE(failing.state.structured);
-
-    Reading stopped;
-    stopped.model.push(Script::error(Kind::decodingFailure));
-    stopped.model.setRule([&](const ScriptedModel::Call &, const std::stop_token &) -> ScriptedModel::Reply {
-        stopped.stop.request_stop();
-        throw Cancelled();
-    });
-    EXPECT_THROW(stopped.read(0), Cancelled);
-    EXPECT_EQ(stopped.state.trace.attempts.size(), 1u);
-    EXPECT_EQ(stopped.seen.back().outcome, QStringLiteral("Running"));
 }
 
 // What a server says is shown on one line of bounded length, whatever it sent.

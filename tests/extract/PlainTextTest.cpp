@@ -34,7 +34,6 @@ TEST(ParsePlainText, labelledOrBareAnswers)
         // A label without its colon is not the field; the first line that has one is.
         { QStringLiteral("Organization Acme\nOrganization ** : Bolt\nOrganization: Cord"),
             PlainAnswer { false, std::nullopt, text(u"Bolt"), std::nullopt, std::nullopt } },
-        { QStringLiteral("\n\n  \n"), std::nullopt },
         // Bare answers: the lines in order, those not given left out.
         { QStringLiteral("yes\nAcme Water\n2024-03-12"),
             PlainAnswer { true, std::nullopt, text(u"Acme Water"), std::nullopt, text(u"2024-03-12") } },

@@ -6,20 +6,15 @@
 
 using namespace Extractor;
 
-namespace {
-StubReply raw(const QByteArray &body, const QByteArray &type = "application/json")
+// Whatever a server sends is checked. The kinds of error decide what the extraction does next: try
+// later, shorten the request, ask for plain text or give up the page.
+TEST_F(ModelClientTest, repliesAreCheckedNeverTrusted)
 {
-    StubReply reply = StubModelServer::json(200, body);
-    reply.contentType = type;
-    return reply;
-}
-
-} // namespace
-
-// The kinds decide what the extraction does next: try later, shorten the request, or give up the page.
-TEST_F(ModelClientTest, httpStatuses_mapOntoGenerationErrors)
-{
-    const std::pair<StubReply, Kind> cases[] = {
+    const auto ok = [](const QByteArray &body) { return StubModelServer::json(200, body); };
+    StubReply dropped = StubModelServer::ollamaChat(factsJson);
+    dropped.cutAfter = 20;
+    const std::pair<StubReply, std::optional<Kind>> cases[] = {
+        { StubModelServer::ollamaChat(factsJson), std::nullopt },
         { StubModelServer::json(429, R"({"error":"too many requests"})"), Kind::rateLimited },
         { StubModelServer::json(503, R"({"error":{"code":503,"message":"Loading model"}})"), Kind::concurrentRequests },
         { StubModelServer::json(404, R"({"error":"model \"qwen2.5:3b\" not found, try pulling it"})"),
@@ -27,50 +22,36 @@ TEST_F(ModelClientTest, httpStatuses_mapOntoGenerationErrors)
         { StubModelServer::json(400, R"({"error":{"message":"the request exceeds the available context size"}})"),
             Kind::exceededContextWindowSize },
         { StubModelServer::json(400, R"({"error":"invalid JSON schema in format"})"), Kind::unsupportedGuide },
+        { StubModelServer::ollamaChat(uR"({"firstPage":true,"kind":"Util)"_s, u"length"_s, 100, 300),
+            Kind::decodingFailure },
+        { ok("Hello"), Kind::decodingFailure },
+        { ok(R"({"message":{"role":"assistant","content":"{\"firstPage\")"), Kind::decodingFailure },
+        // Token counts out of range are no counts.
+        { ok(R"({"message":{"content":"{\"firstPage\":false,\"kind\":\"Bill\",\"organization\":\"\",)"
+             R"(\"dateLabel\":\"\",\"date\":\"\"}"},"prompt_eval_count":1e300,"eval_count":-5})"),
+            std::nullopt },
+        { ok(R"({"message":{"content":"","refusal":"I can't read mail."}})"), Kind::refusal },
+        { StubModelServer::ollamaChat(QString(10 * 1024 * 1024, u'x')), Kind::decodingFailure },
+        // A server restarted mid-answer is a server not answering: the scan is retried later.
+        { dropped, Kind::assetsUnavailable },
         { StubModelServer::json(500, R"({"error":"out of memory"})"), Kind::other },
     };
     server.serveOllama({ model });
     for (const auto &[reply, kind] : cases) {
         server.reply(u"POST"_s, u"/api/chat"_s, { reply });
         ModelServerClient ollama = client();
-        EXPECT_EQ(error(ollama), kind) << reply.body.toStdString();
-    }
-    // The server's own words, in either form of error.
-    EXPECT_EQ(lastError, u"The model server answered HTTP 500: out of memory"_s);
-}
-
-TEST_F(ModelClientTest, repliesAreCheckedNeverTrusted)
-{
-    server.serveOllama({ model });
-    StubReply dropped = StubModelServer::ollamaChat(factsJson);
-    dropped.cutAfter = 20;
-    const std::pair<StubReply, std::optional<Kind>> cases[] = {
-        { StubModelServer::ollamaChat(factsJson), std::nullopt },
-        { StubModelServer::ollamaChat(uR"({"firstPage":true,"kind":"Util)"_s, u"length"_s, 100, 300),
-            Kind::decodingFailure },
-        { raw("Hello", "text/plain"), Kind::decodingFailure },
-        { raw(R"({"message":{"role":"assistant","content":"{\"firstPage\")"), Kind::decodingFailure },
-        // Token counts out of range are no counts.
-        { raw(R"({"message":{"content":"{\"firstPage\":false,\"kind\":\"Bill\",\"organization\":\"\",)"
-              R"(\"dateLabel\":\"\",\"date\":\"\"}"},"prompt_eval_count":1e300,"eval_count":-5})"),
-            std::nullopt },
-        { raw(R"({"message":{"content":"","refusal":"I can't read mail."}})"), Kind::refusal },
-        { StubModelServer::ollamaChat(QString(10 * 1024 * 1024, u'x')), Kind::decodingFailure },
-        // A server restarted mid-answer is a server not answering: the scan is retried later.
-        { dropped, Kind::assetsUnavailable },
-    };
-    for (const auto &[reply, kind] : cases) {
-        server.reply(u"POST"_s, u"/api/chat"_s, { reply });
-        ModelServerClient ollama = client();
         EXPECT_EQ(error(ollama), kind) << reply.body.left(80).toStdString() << ": " << lastError.toStdString();
     }
+    // The server's own words.
+    EXPECT_EQ(lastError, u"The model server answered HTTP 500: out of memory"_s);
 
     // OpenAI-compatible servers refuse or filter in their own fields.
     StubModelServer llamaServer;
     llamaServer.serveLlamaServer({ model }, 4096);
     llamaServer.reply(u"POST"_s, u"/v1/chat/completions"_s,
         { StubModelServer::openAIChat(QString(), u"stop"_s, u"I can't help with that."_s),
-            StubModelServer::openAIChat(QString(), u"content_filter"_s), raw(R"({"choices":[]})") });
+            StubModelServer::openAIChat(QString(), u"content_filter"_s),
+            StubModelServer::json(200, R"({"choices":[]})") });
     ModelServerClient llama = client(4096, llamaServer.url());
     EXPECT_EQ(error(llama), Kind::refusal);
     EXPECT_EQ(lastError, u"I can't help with that.");
@@ -112,11 +93,10 @@ TEST_F(ModelClientTest, aRequestNeverAnswered_isEndedByAStopOrTheIdleLimit)
     server.release();
 }
 
-TEST_F(ModelClientTest, availability_modelListedLoadingOrNoServer)
+TEST_F(ModelClientTest, availability_modelListedByAnyTagOrStillLoading)
 {
     server.serveOllama({ u"llama3.2:latest"_s, u"qwen2.5:latest"_s });
-    EXPECT_EQ(
-        client().availability().problem, u"The model \u201Cqwen2.5:3b\u201D isn't installed on the model server"_s);
+    EXPECT_FALSE(client().availability().available);
     ModelServerClient::Options untagged = options();
     untagged.model = u"qwen2.5"_s;
     EXPECT_TRUE(ModelServerClient(untagged).availability().available);

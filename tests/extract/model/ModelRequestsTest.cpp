@@ -34,7 +34,6 @@ TEST_F(ModelClientTest, requests_carryMessagesSchemaCapAndContextInEachDialect)
         const auto user = [](const QJsonObject &body) { return body[u"messages"_s][1][u"content"_s].toString(); };
         EXPECT_EQ(user(structured), ChatMessages::withSchema(u"Page text"_s));
         EXPECT_EQ(user(text), u"Page text"_s);
-        EXPECT_EQ(text[u"messages"_s][0][u"content"_s].toString(), u"File the mail."_s);
         if (ollama) {
             // As written, properties in order: the model answers them in that order.
             EXPECT_TRUE(sent[0].body.contains(QByteArray("\"format\":").append(PageFacts::schema())));
