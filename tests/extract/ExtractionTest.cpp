@@ -1,28 +1,20 @@
 #include "extract/Extraction.h"
 
 #include "core/Cancellation.h"
-#include "extract/Failure.h"
 #include "support/Printing.h"
 #include "support/ScriptedModel.h"
 
 #include <gtest/gtest.h>
 
 using namespace Extractor;
-using Kind = GenerationError::Kind;
 
 namespace {
-// A page of enough text, showing its date written out.
-QString page(int number)
-{
-    return QStringLiteral("ACME WATER, page %1 of the statement. Statement Date: March 12, 2024. Amount due $42.17")
-        .arg(number);
-}
-
+// Pages of enough text, showing their date written out.
 QStringList pages(int count)
 {
     QStringList pages;
     for (int i = 1; i <= count; ++i)
-        pages.append(page(i));
+        pages.append(QStringLiteral("ACME WATER, page %1 of the statement. Statement Date: March 12, 2024.").arg(i));
     return pages;
 }
 
@@ -32,58 +24,41 @@ ExtractionInput input(QStringList pages)
         std::nullopt, std::nullopt, QStringLiteral("2024-05-01") };
 }
 
-// The page numbers (from 1) the model was asked about, read from the prompts.
-std::vector<int> pagesAsked(const ScriptedModel &model)
+const PageFacts anchor = Script::facts(true, QStringLiteral("Utility bill"), QStringLiteral("Acme Water"),
+    QStringLiteral("2024-03-12"), QStringLiteral("Statement Date"));
+const PageFacts nothing = Script::facts(false, QStringLiteral("Other"), {}, {});
+
+// The page numbers (from 1) the model is asked about in a scan of 12 pages, read from the prompts, when
+// it gives these replies and then finds nothing on any further page.
+std::vector<int> pagesAsked(const std::vector<PageFacts> &replies)
 {
+    ScriptedModel model;
+    for (const PageFacts &reply : replies)
+        model.push(reply);
+    model.setRule([](const ScriptedModel::Call &, const std::stop_token &) { return nothing; });
+    extract(model, input(pages(12)));
     static const QRegularExpression pageLine(QStringLiteral("This is page (\\d+) of"));
     std::vector<int> asked;
     for (const ScriptedModel::Call &call : model.calls())
         asked.push_back(pageLine.match(call.request.prompt).captured(1).toInt());
     return asked;
 }
-
-const PageFacts anchor = Script::facts(true, QStringLiteral("Utility bill"), QStringLiteral("Acme Water"),
-    QStringLiteral("2024-03-12"), QStringLiteral("Statement Date"));
-const PageFacts nothing = Script::facts(false, QStringLiteral("Other"), {}, {});
 } // namespace
 
 TEST(Extract, stopRule_readsUntilAFirstPageIsConfirmed)
 {
-    const PageFacts respelled
-        = Script::facts(false, QStringLiteral("Utility bill"), QStringLiteral("ACME WATER INC."), {});
+    // Pages 1 and 2 agree, in another spelling.
+    EXPECT_EQ(pagesAsked({ anchor, Script::facts(false, {}, QStringLiteral("ACME WATER INC."), {}) }),
+        (std::vector<int> { 1, 2 }));
+    // A second sender, pages without one, a first page whose date isn't written on it: the first 6 pages
+    // and the last 2 are read.
     const PageFacts city = Script::facts(false, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), {});
     const PageFacts cityFirst = Script::facts(
         true, QStringLiteral("Bill"), QStringLiteral("City of Springfield"), QStringLiteral("2023-01-01"));
-    const struct {
-        const char *what;
-        QStringList pages;
-        std::vector<PageFacts> replies; // then nothing found on any further page
-        std::vector<int> asked;
-        bool stopNote;
-    } cases[] = {
-        { "pages 1 and 2 agree, in another spelling", pages(12), { anchor, respelled }, { 1, 2 }, true },
-        { "the anchor on the only readable page", { QStringLiteral("blank"), page(2), QString(300, u' ') }, { anchor },
-            { 2 }, false },
-        { "agreement on the last page to read", pages(3),
-            { nothing, anchor, Script::facts(false, {}, QStringLiteral("Acme Water"), {}) }, { 1, 2, 3 }, false },
-        // A second sender, pages without one, a first page whose date isn't written on it: of 12 readable
-        // pages the first 6 and the last 2 are read.
-        { "never confirmed", pages(12), { anchor, city, cityFirst }, { 1, 2, 3, 4, 5, 6, 11, 12 }, false },
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.what);
-        ScriptedModel model;
-        for (const PageFacts &reply : c.replies)
-            model.push(reply);
-        model.setRule([](const ScriptedModel::Call &, const std::stop_token &) { return nothing; });
-        const Output output = extract(model, input(c.pages));
-        EXPECT_EQ(pagesAsked(model), c.asked);
-        EXPECT_EQ(
-            output.trace.consensus.value_or(QString()).startsWith(u"Stopped after page 2: pages agree."), c.stopNote);
-    }
+    EXPECT_EQ(pagesAsked({ anchor, city, cityFirst }), (std::vector<int> { 1, 2, 3, 4, 5, 6, 11, 12 }));
 }
 
-TEST(Extract, theTranscriptRecordsTheScanAndEveryRequest)
+TEST(Extract, theTranscriptRecordsTheHintTheInstructionsAndFailedRequests)
 {
     ScriptedModel model;
     model.push(Script::refusal(QStringLiteral("No.")));
@@ -91,61 +66,24 @@ TEST(Extract, theTranscriptRecordsTheScanAndEveryRequest)
     model.push(Script::plain(true, QStringLiteral("Utility bill"), QStringLiteral("Acme Water"), {}));
     ExtractionInput scan = input(pages(2));
     scan.similar = Similar { QStringLiteral("2023/water.pdf"), QStringLiteral("Acme Water") };
-    scan.customInstructions = QStringLiteral("  Be brief.\n");
-    int seen = 0;
+    // Blank custom instructions are the built-in ones.
+    scan.customInstructions = QStringLiteral(" \n ");
 
-    const Output output = extract(model, scan, {}, [&](const Trace::Attempt &) { ++seen; });
+    const Output output = extract(model, scan);
 
     const Trace &trace = output.trace;
-    EXPECT_EQ(trace.system, model.systemDescription());
-    EXPECT_TRUE(trace.customInstructions);
+    EXPECT_FALSE(trace.customInstructions);
+    EXPECT_EQ(model.calls().at(0).request.instructions, instructions(std::nullopt, scan.organizations));
     EXPECT_TRUE(trace.attempts.at(2).prompt.contains(QStringLiteral("already filed under \u201CAcme Water\u201D")));
-    EXPECT_EQ(trace.attempts.size(), 3u);
-    EXPECT_EQ(trace.pages.size(), 1u);
-    EXPECT_EQ(seen, 6);
-    EXPECT_EQ(output.organization, QStringLiteral("Acme Water"));
-    EXPECT_TRUE(trace.summary().contains(QStringLiteral("2 of 3 requests failed (1 refused): Refused")));
-
-    // Blank custom instructions are the built-in ones.
-    ScriptedModel plainModel;
-    plainModel.push(anchor);
-    plainModel.push(anchor);
-    scan.customInstructions = QStringLiteral(" \n ");
-    EXPECT_FALSE(extract(plainModel, scan).trace.customInstructions);
-    EXPECT_EQ(plainModel.calls().at(0).request.instructions, instructions(std::nullopt, scan.organizations));
+    EXPECT_TRUE(trace.summary().contains(QStringLiteral("2 of 3 requests failed (1 refused)")));
 }
 
-TEST(Extract, aBlankScanIsFiledEmptyAndOneTheModelWontAnswerFails)
+TEST(Extract, aBlankScanAsksNothingAndAStopBetweenPagesAbandonsTheScan)
 {
-    {
-        ScriptedModel model;
-        const Output output = extract(model, input({ QString(), QStringLiteral("Page 2 of 2") }));
-        EXPECT_TRUE(model.calls().empty());
-        EXPECT_FALSE(output.organization || output.kind || output.date);
-    }
-    {
-        ScriptedModel model;
-        for (int i = 0; i < 2; ++i) {
-            model.push(Script::error(Kind::decodingFailure));
-            model.push(QStringLiteral("Sorry, I can't read this."));
-        }
-        try {
-            extract(model, input(pages(2)));
-            ADD_FAILURE() << "no Failure thrown";
-        } catch (const Failure &failure) {
-            EXPECT_EQ(failure.kind, Failure::Kind::failed);
-            ASSERT_TRUE(failure.trace);
-            EXPECT_TRUE(failure.trace->summary().contains(QStringLiteral("4 of 4 requests failed")));
-        }
-    }
-}
-
-TEST(Extract, aBusyModelOrAStopBetweenTwoPagesAbandonsTheScan)
-{
-    ScriptedModel busy;
-    busy.push(Script::error(Kind::rateLimited));
-    EXPECT_THROW(extract(busy, input(pages(3))), Failure);
-    EXPECT_EQ(busy.calls().size(), 1u);
+    ScriptedModel blank;
+    const Output output = extract(blank, input({ QString(), QStringLiteral("Page 2 of 2") }));
+    EXPECT_TRUE(blank.calls().empty());
+    EXPECT_FALSE(output.organization || output.kind || output.date);
 
     ScriptedModel model;
     model.push(nothing);

@@ -4,8 +4,6 @@
 #include "support/Printing.h"
 #include "support/ScanPdf.h"
 
-#include <QCryptographicHash>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -34,21 +32,11 @@ protected:
         return shared;
     }
 
-    QString file(const QByteArray &bytes, const QString &name = QStringLiteral("scan.pdf"))
+    QString file(const QByteArray &bytes)
     {
-        const QString path = folder.filePath(name);
+        const QString path = folder.filePath(QStringLiteral("scan.pdf"));
         writeFile(path, bytes);
         return path;
-    }
-
-    static QString failure(const QString &path)
-    {
-        try {
-            OCR::recognize(path, recognizer());
-        } catch (const OCR::Failure &failure) {
-            return failure.message();
-        }
-        return QStringLiteral("(read without failure)");
     }
 
     QTemporaryDir folder;
@@ -92,27 +80,18 @@ TEST_F(Recognize, readsEachPageUprightInOrderWithinItsCropBox)
         << result.pages[2].text.toStdString();
     EXPECT_FALSE(result.pages[2].text.contains(QLatin1String("Footer")));
     EXPECT_EQ(result.pages[3], OCR::Page {});
-
-    QFile bytes(path);
-    ASSERT_TRUE(bytes.open(QIODevice::ReadOnly));
-    EXPECT_EQ(result.sha256,
-        QString::fromLatin1(QCryptographicHash::hash(bytes.readAll(), QCryptographicHash::Sha256).toHex()));
 }
 
-TEST_F(Recognize, failsCleanlyOnFilesThatAreNotReadablePdfs)
+// Files that aren't PDFs, locked ones and missing ones are failures the command-line tests show.
+TEST_F(Recognize, failsCleanlyOnAPdfWithoutPagesAndHashesNoMissingFile)
 {
-    const QByteArray html = "<!DOCTYPE html><html></html>";
-    const QString page = file(html, QStringLiteral("page.pdf"));
-    EXPECT_EQ(failure(page), QStringLiteral("Not a readable PDF"));
-    // The hash doesn't depend on the file being a PDF.
-    EXPECT_EQ(
-        OCR::sha256(page), QString::fromLatin1(QCryptographicHash::hash(html, QCryptographicHash::Sha256).toHex()));
-    EXPECT_EQ(failure(file(pdfWithoutPages(), QStringLiteral("none.pdf"))), QStringLiteral("PDF has no pages"));
-    EXPECT_EQ(failure(file(scanPdf({ ScanPage {} }, PdfPasswords { "user secret", "owner secret" }))),
-        QStringLiteral("PDF is password protected"));
-    const QString missing = folder.filePath(QStringLiteral("gone.pdf"));
-    EXPECT_TRUE(failure(missing).startsWith(QLatin1String("The file couldn't be read")));
-    EXPECT_EQ(OCR::sha256(missing), std::nullopt);
+    try {
+        OCR::recognize(file(pdfWithoutPages()), recognizer());
+        ADD_FAILURE() << "read without failure";
+    } catch (const OCR::Failure &failure) {
+        EXPECT_EQ(failure.message(), QStringLiteral("PDF has no pages"));
+    }
+    EXPECT_EQ(OCR::sha256(folder.filePath(QStringLiteral("gone.pdf"))), std::nullopt);
 }
 
 TEST_F(Recognize, stopsBetweenPagesOfALongFile)

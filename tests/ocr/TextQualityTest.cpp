@@ -10,12 +10,12 @@ namespace {
 // Letter strings no dictionary knows, and words it knows.
 QString gibberish(int count)
 {
-    return QStringList(count, QStringLiteral("xqzt")).join(u' ');
+    return QStringLiteral(" xqzt").repeated(count);
 }
 
 QString known(int count)
 {
-    return QStringList(count, QStringLiteral("payment")).join(u' ');
+    return QStringLiteral(" payment").repeated(count);
 }
 
 class TextQualityTest : public ::testing::Test {
@@ -29,33 +29,21 @@ protected:
 
 TEST_F(TextQualityTest, countsLetterOnlyWordsOfThreeOrMoreCharacters)
 {
-    const struct {
-        QString text;
-        TextQuality::Words expected;
-    } cases[] = {
-        { QStringLiteral("a an to be of it"), { 0, 0 } },
-        { QStringLiteral("Invoice No. 12345, account AB123X; total: $45.00"), { 3, 3 } },
-        { QStringLiteral("payment xqzt"), { 2, 1 } },
-        { QStringLiteral("ÜBERWEISUNG"), { 1, 0 } },
-    };
-    for (const auto &example : cases)
-        EXPECT_EQ(TextQuality::words(example.text), example.expected) << example.text.toStdString();
+    EXPECT_EQ(TextQuality::words(QStringLiteral("Invoice No. 12345, account AB123X; total: $45.00 xqzt")),
+        (TextQuality::Words { 4, 3 }));
     // Letters of any script count, accents included, also when written as combining marks.
-    EXPECT_EQ(TextQuality::words(QStringLiteral("café naïve Straße")).total, 3);
-    EXPECT_EQ(TextQuality::words(QStringLiteral("cafe\u0301 cafe\u03012")).total, 1);
-    EXPECT_EQ(TextQuality::words(QStringLiteral("Москва Αθήνα")).total, 2);
+    EXPECT_EQ(TextQuality::words(QStringLiteral("café cafe\u0301 cafe\u03012 Москва of")).total, 3);
 }
 
 TEST_F(TextQualityTest, aPageLooksGarbledFromTwelveWordsWithFewerThanFortyPercentKnown)
 {
     EXPECT_FALSE(TextQuality::looksGarbled({ gibberish(11) }, 1500));
     EXPECT_TRUE(TextQuality::looksGarbled({ gibberish(12) }, 1500));
-    EXPECT_FALSE(TextQuality::looksGarbled({ known(8) + QLatin1Char(' ') + gibberish(12) }, 1500));
-    EXPECT_TRUE(TextQuality::looksGarbled({ known(7) + QLatin1Char(' ') + gibberish(13) }, 1500));
-    EXPECT_TRUE(TextQuality::looksGarbled({ known(30), QString(), gibberish(20) }, 1500));
-    EXPECT_FALSE(TextQuality::looksGarbled({}, 1500));
+    EXPECT_FALSE(TextQuality::looksGarbled({ known(8) + gibberish(12) }, 1500));
+    EXPECT_TRUE(TextQuality::looksGarbled({ known(7) + gibberish(13) }, 1500));
+    EXPECT_TRUE(TextQuality::looksGarbled({ known(30), gibberish(20) }, 1500)); // any one page
     // Only the sample of each page is judged.
-    EXPECT_FALSE(TextQuality::looksGarbled({ known(40) + QLatin1Char(' ') + gibberish(40) }, 200));
+    EXPECT_FALSE(TextQuality::looksGarbled({ known(40) + gibberish(40) }, 200));
 }
 
 TEST_F(TextQualityTest, dictionariesFollowTheReadingLanguages)
@@ -67,6 +55,7 @@ TEST_F(TextQualityTest, dictionariesFollowTheReadingLanguages)
     EXPECT_EQ(TextQuality::words(gibberish(3)), (TextQuality::Words { 3, 0 }));
 }
 
+// Read from the command line and settings: a name that isn't a language is refused.
 TEST(OcrLanguages, namesThePackageOfMissingLanguageData)
 {
     EXPECT_EQ(OcrLanguages::problem(QStringLiteral("eng")), std::nullopt);

@@ -16,41 +16,30 @@ protected:
     static inline const QString factsJson = uR"({"firstPage":true,"kind":"Utility bill","organization":"Acme Water",)"
                                             uR"("dateLabel":"Bill Date","date":"2024-03-12"})"_s;
 
+    Extractor::ModelServerClient::Options options(qint64 contextTokens = 4096, const QUrl &url = {})
+    {
+        return { url.isEmpty() ? server.url() : url, model, contextTokens,
+            { .probe = std::chrono::seconds(5), .idle = std::chrono::seconds(1), .total = std::chrono::seconds(5) } };
+    }
     Extractor::ModelServerClient client(qint64 contextTokens = 4096, const QUrl &url = {})
     {
-        Extractor::ModelServerClient::Options options;
-        options.server = url.isEmpty() ? server.url() : url;
-        options.model = model;
-        options.contextTokens = contextTokens;
-        options.limits.probe = std::chrono::seconds(5);
-        options.limits.idle = std::chrono::seconds(1);
-        options.limits.total = std::chrono::seconds(5);
-        return Extractor::ModelServerClient(options);
+        return Extractor::ModelServerClient(options(contextTokens, url));
     }
     static Extractor::ModelRequest request(const QString &prompt = u"Page text"_s, int cap = 300)
     {
         return { u"File the mail."_s, prompt, cap };
     }
-    // The kind of error a request ends with; absent when it succeeds.
+    // The kind of error a request ends with, absent when it succeeds; its description or refusal in lastError.
     std::optional<Kind> error(
         Extractor::ModelServerClient &target, bool structured = true, const Extractor::ModelRequest &asked = request())
     {
         try {
-            if (structured)
-                target.respondStructured(asked, {});
-            else
-                target.respondText(asked, {});
+            structured ? void(target.respondStructured(asked, {})) : void(target.respondText(asked, {}));
         } catch (const Extractor::GenerationError &failure) {
-            lastError = failure.description;
+            lastError = failure.refusalExplanation.value_or(failure.description);
             return failure.kind;
         }
         return std::nullopt;
-    }
-    // A server on a port nobody listens on any more.
-    static QUrl closedServer()
-    {
-        StubModelServer gone;
-        return gone.url();
     }
 
     StubModelServer server;

@@ -8,36 +8,22 @@
 
 using namespace Extractor;
 
-namespace {
-// The messages of a request body as "role: content" lines.
-QStringList messages(const QJsonObject &body)
-{
-    QStringList lines;
-    for (const QJsonValue &message : body.value(u"messages"_s).toArray())
-        lines.append(message[u"role"_s].toString() + u": "_s + message[u"content"_s].toString());
-    return lines;
-}
-} // namespace
-
 // What each dialect sends: the instructions and the prompt (with the schema when the answer is
 // structured), the schema where the server constrains the answer to it, the cap and Ollama's context.
 TEST_F(ModelClientTest, requests_carryMessagesSchemaCapAndContextInEachDialect)
 {
-    const PageFacts facts { true, u"Utility bill"_s, u"Acme Water"_s, u"Bill Date"_s, u"2024-03-12"_s };
-    const QJsonObject schema = QJsonDocument::fromJson(PageFacts::schema()).object();
     for (const bool ollama : { true, false }) {
         SCOPED_TRACE(ollama ? "Ollama" : "OpenAI-compatible");
         StubModelServer stub;
         const QString path = ollama ? u"/api/chat"_s : u"/v1/chat/completions"_s;
-        if (ollama)
-            stub.serveOllama({ model });
-        else
-            stub.serveLlamaServer({ model }, 8192);
-        stub.reply(u"POST"_s, path,
-            { ollama ? StubModelServer::ollamaChat(factsJson) : StubModelServer::openAIChat(factsJson),
-                ollama ? StubModelServer::ollamaChat(u"plain"_s) : StubModelServer::openAIChat(u"plain"_s) });
+        ollama ? stub.serveOllama({ model }) : stub.serveLlamaServer({ model }, 8192);
+        const auto reply = [ollama](const QString &text) {
+            return ollama ? StubModelServer::ollamaChat(text) : StubModelServer::openAIChat(text);
+        };
+        stub.reply(u"POST"_s, path, { reply(factsJson), reply(u"plain"_s) });
         ModelServerClient target = client(6000, stub.url());
-        EXPECT_EQ(target.respondStructured(request(u"Page text"_s, 250), {}), facts);
+        EXPECT_EQ(target.respondStructured(request(u"Page text"_s, 250), {}),
+            (PageFacts { true, u"Utility bill"_s, u"Acme Water"_s, u"Bill Date"_s, u"2024-03-12"_s }));
         EXPECT_EQ(target.respondText(request(u"Page text"_s, 150), {}), u"plain");
         EXPECT_EQ(target.contextSize(), ollama ? 6000 : 8192);
 
@@ -45,48 +31,22 @@ TEST_F(ModelClientTest, requests_carryMessagesSchemaCapAndContextInEachDialect)
         ASSERT_EQ(sent.size(), 2u);
         const QJsonObject structured = sent[0].json();
         const QJsonObject text = sent[1].json();
-        EXPECT_EQ(messages(structured),
-            (QStringList { u"system: File the mail."_s, u"user: "_s + ChatMessages::withSchema(u"Page text"_s) }));
-        EXPECT_EQ(messages(text), (QStringList { u"system: File the mail."_s, u"user: Page text"_s }));
-        for (const QJsonObject &body : { structured, text }) {
-            EXPECT_EQ(body[u"model"_s].toString(), model);
-            EXPECT_EQ(body[u"stream"_s], QJsonValue(false));
-        }
+        const auto user = [](const QJsonObject &body) { return body[u"messages"_s][1][u"content"_s].toString(); };
+        EXPECT_EQ(user(structured), ChatMessages::withSchema(u"Page text"_s));
+        EXPECT_EQ(user(text), u"Page text"_s);
         if (ollama) {
             // As written, properties in order: the model answers them in that order.
             EXPECT_TRUE(sent[0].body.contains(QByteArray("\"format\":").append(PageFacts::schema())));
             EXPECT_FALSE(text.contains(u"format"_s));
             EXPECT_EQ(structured[u"options"_s][u"num_predict"_s].toInt(), 250);
-            EXPECT_EQ(text[u"options"_s][u"num_predict"_s].toInt(), 150);
             EXPECT_EQ(text[u"options"_s][u"num_ctx"_s].toInt(), 6000);
         } else {
-            EXPECT_EQ(structured[u"response_format"_s][u"json_schema"_s][u"schema"_s].toObject(), schema);
+            EXPECT_EQ(structured[u"response_format"_s][u"json_schema"_s][u"schema"_s].toObject(),
+                QJsonDocument::fromJson(PageFacts::schema()).object());
             EXPECT_FALSE(text.contains(u"response_format"_s));
-            EXPECT_EQ(structured[u"max_tokens"_s].toInt(), 250);
             EXPECT_EQ(text[u"max_tokens"_s].toInt(), 150);
         }
     }
-}
-
-TEST_F(ModelClientTest, counting_askedOfLlamaServerOnceAndNotOfServersWithoutATokenizer)
-{
-    server.serveLlamaServer({ model }, 2048, 4);
-    ModelServerClient llama = client();
-    EXPECT_EQ(llama.count(u"twelve bytes"_s), 3);
-    EXPECT_EQ(llama.count(u"twelve bytes"_s), 3);
-    EXPECT_EQ(server.requests(u"/tokenize"_s).size(), 1u);
-
-    // Neither /props nor /tokenize: the context setting, and no counts, asked once.
-    StubModelServer plain;
-    plain.reply(u"GET"_s, u"/v1/models"_s, { StubModelServer::json(200, R"({"data":[]})") });
-    ModelServerClient other = client(3000, plain.url());
-    EXPECT_EQ(other.contextSize(), 3000);
-    EXPECT_EQ(other.count(u"a"_s), std::nullopt);
-    EXPECT_EQ(other.count(u"b"_s), std::nullopt);
-    EXPECT_EQ(plain.requests(u"/tokenize"_s).size(), 1u);
-    // Ollama counts nothing.
-    server.serveOllama({ model });
-    EXPECT_EQ(client().count(u"some words"_s), std::nullopt);
 }
 
 TEST_F(ModelClientTest, ollamaOverflow_decidedByBytesBeforeSendingAndByCountsAfter)
@@ -114,6 +74,5 @@ TEST_F(ModelClientTest, llamaServerOverflow_countsTokensAndTheCapAgainstNCtx)
     ModelServerClient llama = client();
     EXPECT_EQ(error(llama, false, request(QString(470, u'a'), 12)), std::nullopt);
     EXPECT_EQ(error(llama, false, request(QString(470, u'a'), 13)), Kind::exceededContextWindowSize);
-    EXPECT_TRUE(lastError.contains(u"context holds 512")) << lastError.toStdString();
     EXPECT_EQ(server.requests(u"/v1/chat/completions"_s).size(), 1u);
 }
