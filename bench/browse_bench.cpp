@@ -13,6 +13,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
@@ -41,6 +42,28 @@ double millisecondsOf(const std::function<void()> &work)
     timer.start();
     work();
     return double(timer.nsecsElapsed()) / 1e6;
+}
+
+// The longest time the main thread went without running its event loop while `work` ran there: a
+// timer asks to run every millisecond, and the longest gap between its runs is the stall.
+double longestStall(const std::function<void()> &work)
+{
+    QElapsedTimer clock;
+    clock.start();
+    qint64 last = clock.nsecsElapsed();
+    qint64 longest = 0;
+    QTimer tick;
+    tick.setTimerType(Qt::PreciseTimer);
+    tick.setInterval(1);
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        longest = std::max(longest, now - last);
+        last = now;
+    });
+    tick.start();
+    work();
+    longest = std::max(longest, clock.nsecsElapsed() - last);
+    return double(longest) / 1e6;
 }
 
 struct Summary {
@@ -152,18 +175,48 @@ int main(int argc, char **argv)
         }
 
         // The Library on the same catalogue, as the CLI opens it.
-        Library library;
+        LibraryOptions options;
+        options.searchDelay = std::chrono::milliseconds(0);
+        Library library(options);
         std::vector<double> opens;
         for (int pass = 0; pass < std::max(1, repeat / 2); ++pass)
             opens.push_back(millisecondsOf([&] { blockingWait(library.openWithoutWork(catalogue.folder())); }));
         row("open the catalogue and read it (openWithoutWork)", summarise(opens));
-        // An edit that changes no scan: a setting written, then the whole catalogue read again.
-        std::vector<double> reloads;
-        for (int pass = 0; pass < repeat; ++pass)
-            reloads.push_back(
-                millisecondsOf([&] { blockingWait(library.setCustomInstructions(std::nullopt, false)); }));
-        row("reload after an edit (documents and organizations)", summarise(reloads),
-            QStringLiteral("%1 scans in the Library").arg(library.documentsByID().size()));
+        // Reading every scan and organization again, as after a sync that changed something.
+        {
+            Catalogue lists;
+            lists.setStore(Catalogue::Store::makeNow(catalogue.folder()), catalogue.folder());
+            std::vector<double> reloads;
+            std::vector<double> stalls;
+            for (int pass = 0; pass < repeat; ++pass) {
+                double total = 0;
+                stalls.push_back(longestStall([&] { total = millisecondsOf([&] { blockingWait(lists.reload()); }); }));
+                reloads.push_back(total);
+            }
+            row("reload: every scan and organization read and published", summarise(reloads),
+                QStringLiteral("%1 scans").arg(lists.documentsByID().size()));
+            row("reload: longest main-thread stall", summarise(stalls));
+        }
+        // Edits of one scan, from the command to the lists published: what the edit touched is read again.
+        const auto edits = [&](const char *what, const std::function<QCoro::Task<>(std::int64_t id, int pass)> &edit) {
+            std::vector<double> times;
+            std::vector<double> stalls;
+            auto document = library.documentsByID().begin();
+            for (int pass = 0; pass < repeat * 4; ++pass, ++document) {
+                double total = 0;
+                stalls.push_back(longestStall(
+                    [&] { total = millisecondsOf([&] { blockingWait(edit(document->first, pass)); }); }));
+                times.push_back(total);
+            }
+            row(what, summarise(times));
+            row("  longest main-thread stall", summarise(stalls));
+        };
+        edits("edit one scan's type", [&](std::int64_t id, int pass) {
+            return library.setKind({ id }, DocumentKind::all().at(std::size_t(pass) % DocumentKind::all().size()));
+        });
+        edits("file one scan under an organization by hand", [&](std::int64_t id, int pass) {
+            return library.setOrganization({ id }, library.organizations().at(std::size_t(pass) % 50).name);
+        });
 
         const auto visible = [&](const char *what) {
             std::vector<double> times;
@@ -186,7 +239,6 @@ int main(int argc, char **argv)
         library.setKindFilter(DocumentKind::all().at(5));
         visible("visibleDocuments, one type");
         library.setKindFilter(std::nullopt);
-        library.setSearchDelay(std::chrono::milliseconds(0));
         {
             QEventLoop loop;
             QObject::connect(&library, &Library::searchMatchesChanged, &loop, &QEventLoop::quit);

@@ -3,6 +3,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <unordered_map>
 
 Catalogue::Catalogue(QObject *parent)
     : QObject(parent)
@@ -17,11 +18,7 @@ void Catalogue::setStore(std::shared_ptr<Store> store, QString folder)
     publish(std::map<std::int64_t, ScanDocument>());
     publish(std::vector<Organization>());
     setCustomInstructions(std::nullopt);
-    if (pendingOCR_ != 0 || pendingExtraction_ != 0) {
-        pendingOCR_ = 0;
-        pendingExtraction_ = 0;
-        Q_EMIT pendingCountsChanged();
-    }
+    publish(Counts {});
 }
 
 void Catalogue::setCustomInstructions(std::optional<QString> text)
@@ -48,6 +45,40 @@ void Catalogue::publish(std::vector<Organization> organizations)
     Q_EMIT organizationsChanged();
 }
 
+namespace {
+using DocumentMap = std::map<std::int64_t, ScanDocument>;
+} // namespace
+
+Catalogue::Counts Catalogue::count(const DocumentMap &documents, std::vector<Organization> &organizations)
+{
+    std::unordered_map<std::int64_t, int> filed;
+    Counts counts;
+    for (const auto &[id, document] : documents) {
+        if (document.missing)
+            continue;
+        if (document.organizationID)
+            ++filed[*document.organizationID];
+        if (document.ocrStatus == OCRStatus::pending)
+            ++counts.ocr;
+        else if (document.ocrStatus == OCRStatus::done && document.extractStatus == ExtractStatus::pending)
+            ++counts.extract;
+    }
+    for (Organization &organization : organizations) {
+        const auto found = filed.find(organization.id);
+        organization.documentCount = found == filed.end() ? 0 : found->second;
+    }
+    return counts;
+}
+
+void Catalogue::publish(Counts counts)
+{
+    if (pendingOCR_ == counts.ocr && pendingExtraction_ == counts.extract)
+        return;
+    pendingOCR_ = counts.ocr;
+    pendingExtraction_ = counts.extract;
+    Q_EMIT pendingCountsChanged();
+}
+
 QCoro::Task<> Catalogue::reload()
 {
     const std::shared_ptr<Store> store = store_;
@@ -55,13 +86,23 @@ QCoro::Task<> Catalogue::reload()
         co_return;
     QPointer<Catalogue> self(this);
     struct Lists {
-        std::vector<ScanDocument> documents;
+        DocumentMap documents;
         std::vector<Organization> organizations;
+        Counts counts;
     };
     std::optional<Lists> lists;
     try {
-        // One trip to the store, so that the scans and the organizations are of the same moment.
-        lists = co_await store->run([](ScanStore &s) { return Lists { s.documents(), s.organizations() }; });
+        // One trip to the store, where the map is built and counted too: the main thread only swaps it in.
+        lists = co_await store->run([](ScanStore &s) {
+            Lists read;
+            for (ScanDocument &document : s.documents()) {
+                const std::int64_t id = document.id;
+                read.documents.emplace_hint(read.documents.end(), id, std::move(document));
+            }
+            read.organizations = s.uncountedOrganizations();
+            read.counts = count(read.documents, read.organizations);
+            return read;
+        });
     } catch (const std::exception &) {
     }
     if (!self || store_ != store)
@@ -71,15 +112,10 @@ QCoro::Task<> Catalogue::reload()
         co_return;
     }
     behind_ = false;
-    std::map<std::int64_t, ScanDocument> byID;
-    for (ScanDocument &document : lists->documents) {
-        const std::int64_t id = document.id;
-        byID.emplace_hint(byID.end(), id, std::move(document));
-    }
-    publish(std::move(byID));
+    publish(std::move(lists->documents));
     publish(std::move(lists->organizations));
+    publish(lists->counts);
     Q_EMIT listsRead();
-    co_await updateCounts();
 }
 
 QCoro::Task<> Catalogue::refresh(DocumentIDs ids, bool organizations)
@@ -101,7 +137,7 @@ QCoro::Task<> Catalogue::refresh(DocumentIDs ids, bool organizations)
         lists = co_await store->run([ids, organizations](ScanStore &s) {
             Lists read { s.documents(ids), std::nullopt };
             if (organizations)
-                read.organizations = s.organizations();
+                read.organizations = s.uncountedOrganizations();
             return read;
         });
     } catch (const std::exception &) {
@@ -130,30 +166,13 @@ QCoro::Task<> Catalogue::refresh(DocumentIDs ids, bool organizations)
         changed |= documentsByID_.erase(id) > 0;
     if (changed)
         Q_EMIT documentsChanged();
-    if (lists->organizations)
-        publish(std::move(*lists->organizations));
+    if (changed || lists->organizations) {
+        std::vector<Organization> counted = lists->organizations.value_or(organizations_);
+        const Counts counts = count(documentsByID_, counted);
+        publish(std::move(counted));
+        publish(counts);
+    }
     Q_EMIT listsRead();
-    co_await updateCounts();
-}
-
-QCoro::Task<> Catalogue::updateCounts()
-{
-    const std::shared_ptr<Store> store = store_;
-    if (!store)
-        co_return;
-    QPointer<Catalogue> self(this);
-    std::optional<ScanStore::PendingCounts> counts;
-    try {
-        counts = co_await store->run([](ScanStore &s) { return s.pendingCounts(); });
-    } catch (const std::exception &) {
-    }
-    if (!self || store_ != store || !counts)
-        co_return;
-    if (pendingOCR_ != counts->ocr || pendingExtraction_ != counts->extract) {
-        pendingOCR_ = counts->ocr;
-        pendingExtraction_ = counts->extract;
-        Q_EMIT pendingCountsChanged();
-    }
 }
 
 QCoro::Task<> Catalogue::readInstructions()
@@ -178,8 +197,13 @@ void Catalogue::showAllMissing()
         changed |= !document.missing;
         document.missing = true;
     }
-    if (changed)
-        Q_EMIT documentsChanged();
+    if (!changed)
+        return;
+    Q_EMIT documentsChanged();
+    std::vector<Organization> counted = organizations_;
+    const Counts counts = count(documentsByID_, counted);
+    publish(std::move(counted));
+    publish(counts);
 }
 
 std::vector<const ScanDocument *> Catalogue::present(const DocumentIDSet &ids) const

@@ -42,12 +42,12 @@ public:
     const std::optional<QString> &customInstructions() const { return customInstructions_; }
     void setCustomInstructions(std::optional<QString> text);
 
-    // Reads every scan, the organizations and the counts again.
+    // Reads every scan and organization again. The counts (scans per organization, scans waiting) are
+    // those of the scans read.
     QCoro::Task<> reload();
-    // Reads the scans `ids` again (one no longer in the catalogue leaves the lists), the organizations
-    // when asked, and the counts. After a failed read it reads everything instead.
+    // Reads the scans `ids` again (one no longer in the catalogue leaves the lists), and the
+    // organizations when asked. After a failed read it reads everything instead.
     QCoro::Task<> refresh(DocumentIDs ids, bool organizations);
-    QCoro::Task<> updateCounts();
     // Reads the folder's instructions for the model.
     QCoro::Task<> readInstructions();
     // The folder itself is gone: every scan shows as missing until it is back.
@@ -72,6 +72,14 @@ Q_SIGNALS:
 private:
     void publish(std::map<std::int64_t, ScanDocument> documents);
     void publish(std::vector<Organization> organizations);
+    struct Counts {
+        int ocr = 0;
+        int extract = 0;
+    };
+    void publish(Counts counts);
+    // The numbers the store would count, from the scans themselves: the present scans of each
+    // organization, those waiting for their text and those waiting for the model. One pass over the map.
+    static Counts count(const std::map<std::int64_t, ScanDocument> &documents, std::vector<Organization> &organizations);
 
     std::shared_ptr<Store> store_;
     QString folder_;

@@ -75,6 +75,17 @@ std::vector<Organization> ScanStore::organizations()
     return organizations;
 }
 
+std::vector<Organization> ScanStore::uncountedOrganizations()
+{
+    Statement statement
+        = db_->prepare(QStringLiteral("SELECT id, name FROM organizations ORDER BY name COLLATE NOCASE"));
+    statement.bind({});
+    std::vector<Organization> organizations;
+    while (statement.step())
+        organizations.push_back({ statement.int64(0), statement.text(1), 0 });
+    return organizations;
+}
+
 QStringList ScanStore::pages(std::int64_t documentID)
 {
     Statement statement
