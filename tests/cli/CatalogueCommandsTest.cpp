@@ -61,13 +61,12 @@ protected:
     QString organizations() const { return cli({ u"organizations"_s }).out; }
 
     std::optional<QString> value(const QString &sql) { return CatalogueFixtures::scalar(*db, sql); }
-    // Every fact of every scan, organization and alias, to see that nothing changed.
+    // Every fact of every scan and organization, to see that nothing changed.
     std::optional<QString> facts()
     {
         return value(u"SELECT (SELECT group_concat(id || ifnull(organization_id, '-') || ifnull(doc_date, '-') || "
-                     "ifnull(doc_kind, '-') || ocr_status || extract_status) FROM documents) || (SELECT "
-                     "group_concat(id || name) FROM organizations) || (SELECT ifnull(group_concat(organization_id || "
-                     "alias_key), '') FROM organization_aliases)"_s);
+                     "ifnull(doc_kind, '-') || ocr_status || extract_status) FROM documents) || "
+                     "(SELECT group_concat(id || name) FROM organizations)"_s);
     }
 
     QTemporaryDir folder;
@@ -89,7 +88,6 @@ TEST_F(CatalogueCommands, listAndSearchShowWhatTheTableWould)
 
     const QJsonArray json = QJsonDocument::fromJson(cli({ list, u"--json"_s, u"--year=2024"_s }).out.toUtf8()).array();
     ASSERT_EQ(json.size(), 1);
-    EXPECT_EQ(json[0][u"path"_s], statementPdf);
     EXPECT_EQ(json[0][u"organizationName"_s], u"Acme Bank"_s);
 }
 
@@ -105,8 +103,8 @@ TEST_F(CatalogueCommands, badInputIsRefusedWithAReasonAndChangesNothing)
              { set, letter }, { u"reread"_s, u"12345"_s }, { u"rename-organization"_s, u"bigco"_s, u"  "_s },
              { u"merge-organization"_s, u"Bigco"_s, u"bigco"_s }, { u"delete-organization"_s, u"Nobody"_s } }) {
         const CliRun refused = cli(arguments);
-        EXPECT_EQ(refused.exitCode, 1) << arguments.join(u' ').toStdString();
-        EXPECT_TRUE(!refused.err.isEmpty() && refused.out.isEmpty()) << arguments.join(u' ').toStdString();
+        EXPECT_TRUE(refused.exitCode == 1 && !refused.err.isEmpty() && refused.out.isEmpty())
+            << arguments.join(u' ').toStdString();
     }
     EXPECT_EQ(facts(), before);
 }
