@@ -3,7 +3,6 @@
 #include "store/ScanStore.h"
 #include "support/CatalogueFixtures.h"
 
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -27,20 +26,17 @@ protected:
         add(u"invoice.pdf"_s, u"2023-01-15"_s, bigco, u"Invoice"_s, u"Invoice 42 \"urgent\""_s);
         unfiled = add(u"letter.pdf"_s, std::nullopt, std::nullopt, std::nullopt, u"Dear neighbour"_s);
         CatalogueFixtures::insertDocument(*db, { .path = u"gone.pdf"_s, .missing = true });
-        db->run(u"UPDATE documents SET model_organization = 'Bigco Ltd' WHERE path = 'invoice.pdf'"_s);
     }
 
     // A scan read and filed.
     std::int64_t add(const QString &path, const std::optional<QString> &date,
         const std::optional<std::int64_t> &organization, const std::optional<QString> &kind, const QString &text)
     {
-        const std::int64_t id = CatalogueFixtures::insertDocument(*db,
-            { .path = path,
-                .ocrStatus = u"done"_s,
-                .extractStatus = u"done"_s,
-                .date = date,
-                .organizationID = organization });
-        db->run(u"UPDATE documents SET doc_kind = ?, page_count = 1 WHERE id = ?"_s, { kind, id });
+        const std::int64_t id
+            = CatalogueFixtures::insertDocument(*db, { .path = path, .date = date, .organizationID = organization });
+        db->run(u"UPDATE documents SET doc_kind = ?, page_count = 1, ocr_status = 'done', extract_status = 'done' "
+                "WHERE id = ?"_s,
+            { kind, id });
         CatalogueFixtures::insertPage(*db, id, 0, text);
         db->run(Migrations::fullTextFill() + u"d.id = ?"_s, { id });
         return id;
@@ -65,13 +61,12 @@ protected:
     QString organizations() const { return cli({ u"organizations"_s }).out; }
 
     std::optional<QString> value(const QString &sql) { return CatalogueFixtures::scalar(*db, sql); }
-    // Every fact of every scan, organization and alias, to see that nothing changed.
+    // Every fact of every scan and organization, to see that nothing changed.
     std::optional<QString> facts()
     {
         return value(u"SELECT (SELECT group_concat(id || ifnull(organization_id, '-') || ifnull(doc_date, '-') || "
-                     "ifnull(doc_kind, '-') || ocr_status || extract_status) FROM documents) || (SELECT "
-                     "group_concat(id || name) FROM organizations) || (SELECT ifnull(group_concat(organization_id || "
-                     "alias_key), '') FROM organization_aliases)"_s);
+                     "ifnull(doc_kind, '-') || ocr_status || extract_status) FROM documents) || "
+                     "(SELECT group_concat(id || name) FROM organizations)"_s);
     }
 
     QTemporaryDir folder;
@@ -86,40 +81,35 @@ TEST_F(CatalogueCommands, listAndSearchShowWhatTheTableWould)
     for (const auto &[arguments, expected] :
         std::vector<std::pair<QStringList, QStringList>> { { { list }, { statementPdf, invoicePdf, u"letter.pdf"_s } },
             { { list, u"--view"_s, u"problems"_s }, { u"gone.pdf"_s } },
-            { { list, u"--view=needs-review"_s }, { u"letter.pdf"_s } },
             { { list, u"--organization=acme bank"_s }, { statementPdf } },
             { { list, u"--year=2023"_s, u"--type=invoice"_s }, { invoicePdf } },
-            { { list, u"--search"_s, u"bank month"_s }, { statementPdf } },
-            { { u"search"_s, u"\"urgent\""_s, u"42"_s }, { invoicePdf } },
-            { { u"search"_s, u"nothing-like-this"_s }, {} } })
+            { { u"search"_s, u"\"urgent\""_s, u"42"_s }, { invoicePdf } } })
         EXPECT_EQ(paths(arguments), expected) << arguments.join(u' ').toStdString();
 
     const QJsonArray json = QJsonDocument::fromJson(cli({ list, u"--json"_s, u"--year=2024"_s }).out.toUtf8()).array();
     ASSERT_EQ(json.size(), 1);
-    EXPECT_EQ(json[0][u"path"_s], statementPdf);
     EXPECT_EQ(json[0][u"organizationName"_s], u"Acme Bank"_s);
 }
 
+// Among them edits of several scans that fail for one, and an unknown type given with a new organization.
 TEST_F(CatalogueCommands, badInputIsRefusedWithAReasonAndChangesNothing)
 {
     const std::optional<QString> before = facts();
     const QString list = u"list"_s, set = u"set"_s, letter = u"letter.pdf"_s;
-    for (const QStringList &arguments :
-        std::vector<QStringList> { { list, u"--year=24"_s }, { list, u"--type=Bil"_s }, { list, u"--view=recent"_s },
-            { list, u"--organization=Nobody"_s }, { set, letter, u"--date=2024-02-30"_s },
-            { set, letter, u"--organization=Acme"_s, u"--type=Memo"_s }, { set, letter, u"--organization= n/a "_s },
-            { set, letter, u"missing.pdf"_s, u"--no-type"_s }, { set, letter, u"--type=Bill"_s, u"--no-type"_s },
-            { set, letter }, { u"reread"_s, u"12345"_s }, { u"reextract"_s, u"missing.pdf"_s },
-            { u"rename-organization"_s, u"Nobody"_s, u"X"_s }, { u"rename-organization"_s, u"bigco"_s, u"  "_s },
-            { u"merge-organization"_s, u"Bigco"_s, u"bigco"_s }, { u"delete-organization"_s, u"Nobody"_s } }) {
+    for (const QStringList &arguments : std::vector<QStringList> { { list, u"--year=24"_s },
+             { list, u"--view=recent"_s }, { list, u"--organization=Nobody"_s },
+             { set, letter, u"--date=2024-02-30"_s }, { set, letter, u"--organization=Acme"_s, u"--type=Memo"_s },
+             { set, letter, u"missing.pdf"_s, u"--no-type"_s }, { set, letter, u"--type=Bill"_s, u"--no-type"_s },
+             { set, letter }, { u"reread"_s, u"12345"_s }, { u"rename-organization"_s, u"bigco"_s, u"  "_s },
+             { u"merge-organization"_s, u"Bigco"_s, u"bigco"_s }, { u"delete-organization"_s, u"Nobody"_s } }) {
         const CliRun refused = cli(arguments);
-        EXPECT_EQ(refused.exitCode, 1) << arguments.join(u' ').toStdString();
-        EXPECT_TRUE(!refused.err.isEmpty() && refused.out.isEmpty()) << arguments.join(u' ').toStdString();
+        EXPECT_TRUE(refused.exitCode == 1 && !refused.err.isEmpty() && refused.out.isEmpty())
+            << arguments.join(u' ').toStdString();
     }
     EXPECT_EQ(facts(), before);
 }
 
-TEST_F(CatalogueCommands, editsApplyToScansNamedByPathOrId)
+TEST_F(CatalogueCommands, editsApplyToScansNamedByPathOrIdAndOrganizationsAreRenamedMergedAndDeleted)
 {
     const CliRun set = cli({ u"set"_s, folder.filePath(u"invoice.pdf"_s), QString::number(unfiled),
         u"--organization=ACME BANK"_s, u"--type=receipt"_s, u"--date=2022-12-31"_s });
@@ -127,11 +117,7 @@ TEST_F(CatalogueCommands, editsApplyToScansNamedByPathOrId)
     EXPECT_EQ(value(u"SELECT group_concat(organization_id || doc_kind || doc_date || extract_status) FROM documents "
                     "WHERE path IN ('invoice.pdf', 'letter.pdf')"_s),
         u"%1Receipt2022-12-31manual,%1Receipt2022-12-31manual"_s.arg(acme));
-    // Overruling the model's organization makes its name an alias of the one chosen.
-    EXPECT_EQ(
-        value(u"SELECT organization_id FROM organization_aliases WHERE alias_key = 'bigco'"_s), QString::number(acme));
     EXPECT_EQ(organizations(), u"Acme Bank\t3\n"_s);
-
     ASSERT_EQ(cli({ u"set"_s, u"letter.pdf"_s, u"--no-organization"_s, u"--no-date"_s }).exitCode, 0);
     EXPECT_EQ(value(u"SELECT ifnull(organization_id, 'none') || ifnull(doc_date, 'none') || doc_kind "
                     "FROM documents WHERE id = %1"_s.arg(unfiled)),
@@ -143,23 +129,13 @@ TEST_F(CatalogueCommands, editsApplyToScansNamedByPathOrId)
     EXPECT_EQ(value(u"SELECT group_concat(ocr_status || extract_status) FROM documents WHERE path IN "
                     "('2024/statement.pdf', 'letter.pdf') ORDER BY id"_s),
         u"donepending,pendingmanual"_s);
-}
-
-TEST_F(CatalogueCommands, organizationsAreRenamedMergedAndDeleted)
-{
-    ASSERT_EQ(cli({ u"rename-organization"_s, u"bigco"_s, u"Bigco Holdings"_s }).exitCode, 0);
-    EXPECT_EQ(organizations(), u"Acme Bank\t1\nBigco Holdings\t1\n"_s);
-    // Renaming to another organization's name merges: the old name stays as an alias.
-    ASSERT_EQ(cli({ u"rename-organization"_s, u"Bigco Holdings"_s, u"acme bank"_s }).exitCode, 0);
-    EXPECT_EQ(organizations(), u"Acme Bank\t2\n"_s);
-    EXPECT_EQ(value(u"SELECT organization_id FROM organization_aliases WHERE alias_key = 'bigco holdings'"_s),
-        QString::number(acme));
 
     const std::int64_t zeta = CatalogueFixtures::insertOrganization(*db, u"Zeta"_s);
     db->run(u"UPDATE documents SET organization_id = ? WHERE id = ?"_s, { zeta, unfiled });
-    ASSERT_EQ(cli({ u"merge-organization"_s, u"Acme Bank"_s, u"Zeta"_s }).exitCode, 0);
+    ASSERT_EQ(cli({ u"rename-organization"_s, u"acme bank"_s, u"Acme Holdings"_s }).exitCode, 0);
+    ASSERT_EQ(cli({ u"merge-organization"_s, u"Acme Holdings"_s, u"zeta"_s }).exitCode, 0);
     EXPECT_EQ(organizations(), u"Zeta\t3\n"_s);
-    ASSERT_EQ(cli({ u"delete-organization"_s, u"zeta"_s }).exitCode, 0);
+    ASSERT_EQ(cli({ u"delete-organization"_s, u"Zeta"_s }).exitCode, 0);
     EXPECT_EQ(organizations(), QString());
     EXPECT_EQ(value(u"SELECT COUNT(*) FROM documents WHERE organization_id IS NULL"_s), u"4"_s);
 }

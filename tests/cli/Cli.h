@@ -38,13 +38,7 @@ public:
         return process;
     }
 
-    CliRun run(const QStringList &arguments, const QByteArray &input = {}) const
-    {
-        const std::unique_ptr<QProcess> process = start(arguments);
-        process->write(input);
-        process->closeWriteChannel();
-        return finish(*process);
-    }
+    CliRun run(const QStringList &arguments) const { return finish(*start(arguments)); }
 
     static CliRun finish(QProcess &process)
     {

@@ -6,8 +6,6 @@
 
 #include <QDir>
 
-#include <algorithm>
-
 namespace CatalogueFixtures {
 
 void createCatalogue(const QString &folder, int version)
@@ -23,13 +21,13 @@ std::int64_t insertDocument(Database &db, const Row &row)
                           "extract_status, missing, doc_date, organization_id) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
         { row.path, row.fileSize, row.fileModified, row.addedAt, row.ocrStatus, row.extractStatus, row.missing,
             row.date, row.organizationID ? std::optional<SQLValue>(*row.organizationID) : std::nullopt });
-    return scalar(db, QStringLiteral("SELECT last_insert_rowid()"))->toLongLong();
+    return db.lastInsertID();
 }
 
 std::int64_t insertOrganization(Database &db, const QString &name)
 {
     db.run(QStringLiteral("INSERT INTO organizations (name, created_at) VALUES (?, 0)"), { name });
-    return scalar(db, QStringLiteral("SELECT last_insert_rowid()"))->toLongLong();
+    return db.lastInsertID();
 }
 
 void insertPage(Database &db, std::int64_t documentID, int pageIndex, const QString &text)
@@ -40,12 +38,12 @@ void insertPage(Database &db, std::int64_t documentID, int pageIndex, const QStr
 
 std::vector<std::int64_t> ftsMatches(Database &db, const QString &match)
 {
-    Statement statement = db.prepare(QStringLiteral("SELECT rowid FROM documents_fts WHERE documents_fts MATCH ?"));
+    Statement statement
+        = db.prepare(QStringLiteral("SELECT rowid FROM documents_fts WHERE documents_fts MATCH ? ORDER BY rowid"));
     statement.bind({ match });
     std::vector<std::int64_t> ids;
     while (statement.step())
         ids.push_back(statement.int64(0));
-    std::sort(ids.begin(), ids.end());
     return ids;
 }
 

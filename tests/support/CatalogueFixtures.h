@@ -28,11 +28,9 @@ struct Row {
     std::optional<std::int64_t> organizationID = std::nullopt;
 };
 
-// Inserts a documents row directly with SQL (bypassing the store) and returns its id.
+// Rows inserted with SQL, behind the store's back; the new row's id.
 std::int64_t insertDocument(Database &db, const Row &row);
-// Inserts an organization directly and returns its id.
 std::int64_t insertOrganization(Database &db, const QString &name);
-// Inserts one page text directly.
 void insertPage(Database &db, std::int64_t documentID, int pageIndex, const QString &text);
 
 // The rowids that a full-text MATCH query finds, sorted.

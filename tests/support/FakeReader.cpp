@@ -16,64 +16,54 @@ namespace {
 
 using ReaderProtocol::Kind;
 using ReaderProtocol::Message;
+using ReaderProtocol::message;
 
 void send(const Message &message)
 {
     const QByteArray bytes = ReaderProtocol::frame(message);
-    qsizetype written = 0;
-    while (written < bytes.size()) {
+    for (qsizetype written = 0; written < bytes.size();) {
         const ssize_t count = ::write(STDOUT_FILENO, bytes.constData() + written, std::size_t(bytes.size() - written));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
+        if (count <= 0 && errno != EINTR)
             ::_exit(1); // the client is gone
-        written += count;
+        written += std::max<ssize_t>(count, 0);
     }
 }
 
 std::optional<Message> request(ReaderProtocol::FrameReader &frames)
 {
     char buffer[4096];
-    for (;;) {
-        if (std::optional<Message> message = frames.next())
-            return message;
+    std::optional<Message> message;
+    while (!(message = frames.next())) {
         const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
+        if (count == 0 || (count < 0 && errno != EINTR))
             return std::nullopt;
-        frames.append(buffer, count);
+        frames.append(buffer, std::max<ssize_t>(count, 0));
     }
+    return message;
 }
 
 void read(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        send(ReaderProtocol::message(Kind::failed, QStringLiteral("The file couldn't be read: ") + file.errorString()));
-        return;
-    }
+    if (!file.open(QIODevice::ReadOnly))
+        return send(message(Kind::failed, QStringLiteral("The file couldn't be read: ") + file.errorString()));
     const QByteArray bytes = file.readAll();
-    send(ReaderProtocol::message(
-        Kind::hash, QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex())));
-    if (!bytes.startsWith(fakeScanMarker)) {
-        send(ReaderProtocol::message(Kind::failed, QStringLiteral("Not a readable PDF")));
-        return;
-    }
+    send(message(Kind::hash, QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex())));
+    if (!bytes.startsWith(fakeScanMarker))
+        return send(message(Kind::failed, QStringLiteral("Not a readable PDF")));
     const QStringList pages
         = QString::fromUtf8(bytes.mid(qsizetype(sizeof fakeScanMarker) - 1)).split(QLatin1Char('\f'));
     for (qsizetype index = 0; index < pages.size(); ++index) {
+        // "@rotation=DEGREES\n" first: the page was read turned.
         QString text = pages[index];
         qint32 rotation = 0;
-        const QLatin1String directive("@rotation=");
-        if (text.startsWith(directive)) {
-            const qsizetype end = text.indexOf(QLatin1Char('\n'));
-            rotation = text.mid(directive.size(), end - directive.size()).toInt();
-            text = end < 0 ? QString() : text.mid(end + 1);
+        if (text.startsWith(QLatin1String("@rotation="))) {
+            rotation = text.section(QLatin1Char('\n'), 0, 0).mid(10).toInt();
+            text = text.section(QLatin1Char('\n'), 1);
         }
         send({ Kind::page, text, qint32(index), qint32(pages.size()), rotation });
     }
-    send(ReaderProtocol::message(Kind::done));
+    send(message(Kind::done));
 }
 
 } // namespace
@@ -82,7 +72,7 @@ int main()
 {
     // Ends with the process that started it, as the real reader does.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    send(ReaderProtocol::message(Kind::ready));
+    send(message(Kind::ready));
     ReaderProtocol::FrameReader frames;
     try {
         while (const std::optional<Message> message = request(frames)) {

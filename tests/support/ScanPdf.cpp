@@ -10,30 +10,24 @@
 
 #include <poppler/qt6/poppler-qt6.h>
 
+#include <functional>
 #include <stdexcept>
 
 namespace {
 
 constexpr double scannerResolution = 200;
 
-std::string pdfString(const QString &text)
-{
-    std::string escaped;
-    for (char c : text.toLatin1().toStdString()) {
-        if (c == '(' || c == ')' || c == '\\')
-            escaped += '\\';
-        escaped += c;
-    }
-    return '(' + escaped + ')';
-}
-
 std::string number(double value)
 {
     return QByteArray::number(value, 'f', 2).toStdString();
 }
 
-QByteArray written(QPDF &pdf, const std::optional<PdfPasswords> &passwords = std::nullopt)
+// The PDF that `build` makes out of an empty one.
+QByteArray pdfOf(const std::function<void(QPDF &)> &build, const std::optional<PdfPasswords> &passwords = {})
 {
+    QPDF pdf;
+    pdf.emptyPDF();
+    build(pdf);
     QPDFWriter writer(pdf);
     writer.setOutputMemory();
     writer.setStaticID(true);
@@ -45,45 +39,44 @@ QByteArray written(QPDF &pdf, const std::optional<PdfPasswords> &passwords = std
     return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()), qsizetype(buffer->getSize()));
 }
 
-// The page's text typeset in Helvetica, as the paper itself looks.
-QByteArray typesetPage(const ScanPage &page)
+// Adds a page of `width` × `height` points that draws `content` with `resources`.
+QPDFObjectHandle addPage(
+    QPDF &pdf, double width, double height, const std::string &resources, const std::string &content)
 {
-    QPDF pdf;
-    pdf.emptyPDF();
-    std::string content = "BT /F1 " + number(page.fontSize) + " Tf\n";
-    const double leading = page.fontSize * 1.6;
-    const auto column = [&](const QStringList &lines, double x) {
-        double y = page.size.height() - 72 - page.fontSize;
-        for (const QString &line : lines) {
-            content += "1 0 0 1 " + number(x) + ' ' + number(y) + " Tm " + pdfString(line) + " Tj\n";
-            y -= leading;
-        }
-    };
-    column(page.lines, 72);
-    column(page.rightColumn, page.size.width() * 0.62);
-    content += "ET\n";
-    QPDFObjectHandle font = pdf.makeIndirectObject(
-        QPDFObjectHandle::parse("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>"));
-    QPDFObjectHandle pageObject = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 "
-        + number(page.size.width()) + ' ' + number(page.size.height()) + "] /Resources << /Font << >> >> >>"));
-    pageObject.getKey("/Resources").getKey("/Font").replaceKey("/F1", font);
-    pageObject.replaceKey("/Contents", QPDFObjectHandle::newStream(&pdf, content));
-    QPDFPageDocumentHelper(pdf).addPage(QPDFPageObjectHelper(pageObject), false);
-    return written(pdf);
+    QPDFObjectHandle page = pdf.makeIndirectObject(QPDFObjectHandle::parse(
+        "<< /Type /Page /MediaBox [0 0 " + number(width) + ' ' + number(height) + "] /Resources " + resources + " >>"));
+    page.replaceKey("/Contents", QPDFObjectHandle::newStream(&pdf, content));
+    QPDFPageDocumentHelper(pdf).addPage(QPDFPageObjectHelper(page), false);
+    return page;
 }
 
-// The paper as the scanner's grey image, turned as it lay.
+// The paper as the scanner's grey image, turned as it lay: its text typeset in Helvetica, then rendered.
 QImage scannedImage(const ScanPage &page)
 {
-    const std::unique_ptr<Poppler::Document> typeset = Poppler::Document::loadFromData(typesetPage(page));
+    const QByteArray typesetPdf = pdfOf([&](QPDF &pdf) {
+        std::string content = "BT /F1 " + number(page.fontSize) + " Tf\n";
+        const auto column = [&](const QStringList &lines, double x) {
+            double y = page.size.height() - 72 - page.fontSize;
+            for (const QString &line : lines) {
+                content += "1 0 0 1 " + number(x) + ' ' + number(y) + " Tm "
+                    + QPDFObjectHandle::newString(line.toLatin1().toStdString()).unparse() + " Tj\n";
+                y -= page.fontSize * 1.6;
+            }
+        };
+        column(page.lines, 72);
+        column(page.rightColumn, page.size.width() * 0.62);
+        addPage(pdf, page.size.width(), page.size.height(),
+            "<< /Font << /F1 << /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >> >> >>",
+            content + "ET\n");
+    });
+    const std::unique_ptr<Poppler::Document> typeset = Poppler::Document::loadFromData(typesetPdf);
     if (!typeset)
         throw std::runtime_error("the typeset page doesn't load");
     typeset->setRenderHint(Poppler::Document::TextAntialiasing);
-    QImage image = typeset->page(0)->renderToImage(scannerResolution, scannerResolution);
-    image = image.convertToFormat(QImage::Format_Grayscale8);
-    if (page.turned % 360 != 0)
-        image = image.transformed(QTransform().rotate(page.turned));
-    return image;
+    const QImage image = typeset->page(0)
+                             ->renderToImage(scannerResolution, scannerResolution)
+                             .convertToFormat(QImage::Format_Grayscale8);
+    return page.turned % 360 == 0 ? image : image.transformed(QTransform().rotate(page.turned));
 }
 
 // Adds the pages to `pdf`, `copies` times each, sharing one picture per page.
@@ -92,30 +85,23 @@ void addScannedPages(QPDF &pdf, const std::vector<ScanPage> &pages, int copies)
     for (const ScanPage &page : pages) {
         const QImage image = scannedImage(page);
         std::string pixels;
-        pixels.reserve(std::size_t(image.width()) * std::size_t(image.height()));
         for (int y = 0; y < image.height(); ++y)
             pixels.append(reinterpret_cast<const char *>(image.constScanLine(y)), std::size_t(image.width()));
-        QPDFObjectHandle picture = QPDFObjectHandle::newStream(&pdf);
+        QPDFObjectHandle picture = QPDFObjectHandle::newStream(&pdf, pixels);
         picture.replaceDict(QPDFObjectHandle::parse("<< /Type /XObject /Subtype /Image /ColorSpace /DeviceGray "
                                                     "/BitsPerComponent 8 /Width "
             + std::to_string(image.width()) + " /Height " + std::to_string(image.height()) + " >>"));
-        picture.replaceStreamData(pixels, QPDFObjectHandle::newNull(), QPDFObjectHandle::newNull());
 
-        const bool sideways = page.turned % 180 != 0;
-        const double width = sideways ? page.size.height() : page.size.width();
-        const double height = sideways ? page.size.width() : page.size.height();
-        QPDFObjectHandle pageObject = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 "
-            + number(width) + ' ' + number(height) + "] /Resources << /XObject << >> >> >>"));
+        const QSizeF paper = page.turned % 180 == 0 ? page.size : page.size.transposed();
+        QPDFObjectHandle pageObject = addPage(pdf, paper.width(), paper.height(), "<< /XObject << >> >>",
+            "q " + number(paper.width()) + " 0 0 " + number(paper.height()) + " 0 0 cm /Scan Do Q");
         pageObject.getKey("/Resources").getKey("/XObject").replaceKey("/Scan", picture);
-        pageObject.replaceKey("/Contents",
-            QPDFObjectHandle::newStream(&pdf, "q " + number(width) + " 0 0 " + number(height) + " 0 0 cm /Scan Do Q"));
         if (page.rotateAttribute != 0)
             pageObject.replaceKey("/Rotate", QPDFObjectHandle::newInteger(page.rotateAttribute));
         if (const std::optional<QRectF> crop = page.cropBox)
             pageObject.replaceKey("/CropBox",
                 QPDFObjectHandle::parse("[" + number(crop->left()) + ' ' + number(crop->top()) + ' '
                     + number(crop->right()) + ' ' + number(crop->bottom()) + "]"));
-        QPDFPageDocumentHelper(pdf).addPage(QPDFPageObjectHelper(pageObject), false);
         for (int copy = 1; copy < copies; ++copy)
             QPDFPageDocumentHelper(pdf).addPage(QPDFPageObjectHelper(pageObject.shallowCopy()), false);
     }
@@ -125,50 +111,37 @@ void addScannedPages(QPDF &pdf, const std::vector<ScanPage> &pages, int copies)
 
 QByteArray scanPdf(const std::vector<ScanPage> &pages, const std::optional<PdfPasswords> &passwords)
 {
-    QPDF pdf;
-    pdf.emptyPDF();
-    addScannedPages(pdf, pages, 1);
-    return written(pdf, passwords);
+    return pdfOf([&](QPDF &pdf) { addScannedPages(pdf, pages, 1); }, passwords);
 }
 
 QByteArray repeatedScanPdf(const ScanPage &page, int count)
 {
-    QPDF pdf;
-    pdf.emptyPDF();
-    addScannedPages(pdf, { page }, count);
-    return written(pdf);
+    return pdfOf([&](QPDF &pdf) { addScannedPages(pdf, { page }, count); });
 }
 
 QByteArray pdfWithoutPages()
 {
-    QPDF pdf;
-    pdf.emptyPDF();
-    return written(pdf);
+    return pdfOf([](QPDF &) {});
 }
 
 QByteArray doublingFormFieldPdf(int levels)
 {
-    QPDF pdf;
-    pdf.emptyPDF();
-    QPDFObjectHandle page
-        = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 612 792] /Annots [] >>"));
-    QPDFPageDocumentHelper(pdf).addPage(QPDFPageObjectHelper(page), false);
-    QPDFObjectHandle field = pdf.makeIndirectObject(
-        QPDFObjectHandle::parse("<< /FT /Tx /T (leaf) /Type /Annot /Subtype /Widget /Rect [72 72 144 96] >>"));
-    field.replaceKey("/P", page);
-    page.getKey("/Annots").appendItem(field);
-    for (int level = 0; level < levels; ++level) {
-        QPDFObjectHandle parent = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /T (level) /Kids [] >>"));
-        parent.getKey("/Kids").appendItem(field);
-        parent.getKey("/Kids").appendItem(field);
-        // A kid with a parent is a field of its own, not only a widget.
-        field.replaceKey("/Parent", parent);
-        field = parent;
-    }
-    QPDFObjectHandle form = QPDFObjectHandle::parse("<< /Fields [] >>");
-    form.getKey("/Fields").appendItem(field);
-    pdf.getRoot().replaceKey("/AcroForm", form);
-    return written(pdf);
+    return pdfOf([&](QPDF &pdf) {
+        QPDFObjectHandle page = addPage(pdf, 612, 792, "<< >>", "");
+        QPDFObjectHandle field = pdf.makeIndirectObject(
+            QPDFObjectHandle::parse("<< /FT /Tx /T (leaf) /Type /Annot /Subtype /Widget /Rect [72 72 144 96] >>"));
+        field.replaceKey("/P", page);
+        page.replaceKey("/Annots", QPDFObjectHandle::newArray({ field }));
+        for (int level = 0; level < levels; ++level) {
+            QPDFObjectHandle parent = pdf.makeIndirectObject(QPDFObjectHandle::parse("<< /T (level) >>"));
+            parent.replaceKey("/Kids", QPDFObjectHandle::newArray({ field, field }));
+            // A kid with a parent is a field of its own, not only a widget.
+            field.replaceKey("/Parent", parent);
+            field = parent;
+        }
+        pdf.getRoot().replaceKey(
+            "/AcroForm", QPDFObjectHandle::newDictionary({ { "/Fields", QPDFObjectHandle::newArray({ field }) } }));
+    });
 }
 
 void writeFile(const QString &path, const QByteArray &bytes)

@@ -3,6 +3,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <httplib.h>
 #include <map>
@@ -10,9 +12,11 @@
 #include <thread>
 
 namespace {
-QByteArray compact(const QJsonObject &object)
+using namespace Qt::StringLiterals;
+
+StubReply ok(const QJsonObject &object)
 {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    return StubModelServer::json(200, QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 } // namespace
 
@@ -25,7 +29,6 @@ struct StubModelServer::Private {
     std::map<QString, Handler> handlers;
     std::vector<StubRequest> received;
     bool released = false;
-    bool stopping = false;
 
     void serve(const httplib::Request &request, httplib::Response &response)
     {
@@ -35,15 +38,13 @@ struct StubModelServer::Private {
         {
             const std::lock_guard lock(mutex);
             received.push_back(stub);
-            const auto found = handlers.find(stub.method + u' ' + stub.path);
-            if (found != handlers.end())
-                handler = found->second;
+            handler = handlers[stub.method + u' ' + stub.path];
         }
         changed.notify_all();
         const StubReply reply = handler ? handler(stub) : json(404, R"({"error":"not found"})");
         if (reply.hold) {
             std::unique_lock lock(mutex);
-            changed.wait(lock, [this] { return released || stopping; });
+            changed.wait(lock, [this] { return released; });
         }
         response.status = reply.status;
         if (!reply.cutAfter) {
@@ -61,18 +62,11 @@ struct StubModelServer::Private {
     }
 };
 
-QJsonObject StubRequest::json() const
-{
-    return QJsonDocument::fromJson(body).object();
-}
-
 StubModelServer::StubModelServer()
     : d(std::make_unique<Private>())
 {
-    const auto serve
-        = [this](const httplib::Request &request, httplib::Response &response) { d->serve(request, response); };
-    d->server.Get(".*", serve);
-    d->server.Post(".*", serve);
+    const auto serve = [this](const httplib::Request &in, httplib::Response &out) { d->serve(in, out); };
+    d->server.Get(".*", serve).Post(".*", serve);
     // The socket listens from here on, so clients may connect before the thread accepts.
     d->port = d->server.bind_to_any_port("127.0.0.1");
     d->thread = std::thread([this] { d->server.listen_after_bind(); });
@@ -83,11 +77,7 @@ StubModelServer::StubModelServer()
 
 StubModelServer::~StubModelServer()
 {
-    {
-        const std::lock_guard lock(d->mutex);
-        d->stopping = true;
-    }
-    d->changed.notify_all();
+    release();
     d->server.stop();
     d->thread.join();
 }
@@ -99,17 +89,12 @@ QUrl StubModelServer::url() const
 
 void StubModelServer::reply(const QString &method, const QString &path, std::vector<StubReply> replies)
 {
-    auto queue = std::make_shared<std::vector<StubReply>>(std::move(replies));
-    auto next = std::make_shared<std::size_t>(0);
-    // Called under no lock of ours from several server threads at once.
-    auto guard = std::make_shared<std::mutex>();
-    handle(method, path, [queue, next, guard](const StubRequest &) {
-        const std::lock_guard lock(*guard);
-        if (queue->empty())
-            return json(404, R"({"error":"not found"})");
-        const StubReply &reply = queue->at(std::min(*next, queue->size() - 1));
-        ++*next;
-        return reply;
+    if (replies.empty())
+        replies.push_back(json(404, R"({"error":"not found"})"));
+    // Called from several server threads at once.
+    auto next = std::make_shared<std::atomic<std::size_t>>(0);
+    handle(method, path, [replies = std::move(replies), next](const StubRequest &) {
+        return replies.at(std::min(next->fetch_add(1), replies.size() - 1));
     });
 }
 
@@ -119,30 +104,19 @@ void StubModelServer::handle(const QString &method, const QString &path, Handler
     d->handlers[method + u' ' + path] = std::move(handler);
 }
 
-std::vector<StubRequest> StubModelServer::requests() const
-{
-    const std::lock_guard lock(d->mutex);
-    return d->received;
-}
-
 std::vector<StubRequest> StubModelServer::requests(const QString &path) const
 {
-    std::vector<StubRequest> result;
-    for (const StubRequest &request : requests()) {
-        if (request.path == path)
-            result.push_back(request);
-    }
+    const std::lock_guard lock(d->mutex);
+    std::vector<StubRequest> result = d->received;
+    std::erase_if(result, [&](const StubRequest &request) { return request.path != path; });
     return result;
 }
 
 bool StubModelServer::waitForRequests(const QString &path, std::size_t count, std::chrono::milliseconds timeout) const
 {
     std::unique_lock lock(d->mutex);
-    return d->changed.wait_for(lock, timeout, [&] {
-        return std::size_t(std::count_if(d->received.begin(), d->received.end(), [&](const StubRequest &request) {
-            return request.path == path;
-        })) >= count;
-    });
+    const auto arrived = [&] { return std::ranges::count(d->received, path, &StubRequest::path) >= qsizetype(count); };
+    return d->changed.wait_for(lock, timeout, arrived);
 }
 
 void StubModelServer::release()
@@ -156,69 +130,47 @@ void StubModelServer::release()
 
 void StubModelServer::serveOllama(const QStringList &models)
 {
-    reply(QStringLiteral("GET"), QStringLiteral("/api/version"), { json(200, R"({"version":"0.5.7"})") });
+    reply(u"GET"_s, u"/api/version"_s, { json(200, R"({"version":"0.5.7"})") });
     QJsonArray list;
     for (const QString &model : models)
-        list.append(QJsonObject { { QStringLiteral("name"), model }, { QStringLiteral("model"), model } });
-    reply(QStringLiteral("GET"), QStringLiteral("/api/tags"),
-        { json(200, compact({ { QStringLiteral("models"), list } })) });
+        list.append(QJsonObject { { u"name"_s, model }, { u"model"_s, model } });
+    reply(u"GET"_s, u"/api/tags"_s, { ok({ { u"models"_s, list } }) });
 }
 
 void StubModelServer::serveLlamaServer(const QStringList &models, qint64 contextTokens, int bytesPerToken)
 {
     QJsonArray list;
     for (const QString &model : models)
-        list.append(
-            QJsonObject { { QStringLiteral("id"), model }, { QStringLiteral("object"), QStringLiteral("model") } });
-    reply(QStringLiteral("GET"), QStringLiteral("/v1/models"),
-        { json(200,
-            compact({ { QStringLiteral("object"), QStringLiteral("list") }, { QStringLiteral("data"), list } })) });
-    reply(QStringLiteral("GET"), QStringLiteral("/props"),
-        { json(200,
-            compact({ { QStringLiteral("default_generation_settings"),
-                QJsonObject { { QStringLiteral("n_ctx"), contextTokens } } } })) });
-    handle(QStringLiteral("POST"), QStringLiteral("/tokenize"), [bytesPerToken](const StubRequest &request) {
-        const qsizetype bytes = request.json().value(QStringLiteral("content")).toString().toUtf8().size();
+        list.append(QJsonObject { { u"id"_s, model }, { u"object"_s, u"model"_s } });
+    reply(u"GET"_s, u"/v1/models"_s, { ok({ { u"object"_s, u"list"_s }, { u"data"_s, list } }) });
+    reply(u"GET"_s, u"/props"_s,
+        { ok({ { u"default_generation_settings"_s, QJsonObject { { u"n_ctx"_s, contextTokens } } } }) });
+    handle(u"POST"_s, u"/tokenize"_s, [bytesPerToken](const StubRequest &request) {
+        const qsizetype bytes = request.json().value(u"content"_s).toString().toUtf8().size();
         QJsonArray tokens;
         for (qsizetype i = 0; i < (bytes + bytesPerToken - 1) / bytesPerToken; ++i)
             tokens.append(int(i % 1000));
-        return json(200, compact({ { QStringLiteral("tokens"), tokens } }));
+        return ok({ { u"tokens"_s, tokens } });
     });
 }
 
 StubReply StubModelServer::ollamaChat(
     const QString &content, const QString &doneReason, qint64 promptTokens, qint64 answerTokens)
 {
-    return json(200,
-        compact({ { QStringLiteral("model"), QStringLiteral("stub") },
-            { QStringLiteral("message"),
-                QJsonObject {
-                    { QStringLiteral("role"), QStringLiteral("assistant") }, { QStringLiteral("content"), content } } },
-            { QStringLiteral("done"), true }, { QStringLiteral("done_reason"), doneReason },
-            { QStringLiteral("prompt_eval_count"), promptTokens }, { QStringLiteral("eval_count"), answerTokens } }));
+    return ok({ { u"model"_s, u"stub"_s },
+        { u"message"_s, QJsonObject { { u"role"_s, u"assistant"_s }, { u"content"_s, content } } }, { u"done"_s, true },
+        { u"done_reason"_s, doneReason }, { u"prompt_eval_count"_s, promptTokens },
+        { u"eval_count"_s, answerTokens } });
 }
 
 StubReply StubModelServer::openAIChat(
     const QString &content, const QString &finishReason, const std::optional<QString> &refusal)
 {
-    QJsonObject message { { QStringLiteral("role"), QStringLiteral("assistant") },
-        { QStringLiteral("content"), refusal ? QJsonValue(QJsonValue::Null) : QJsonValue(content) } };
+    QJsonObject message { { u"role"_s, u"assistant"_s },
+        { u"content"_s, refusal ? QJsonValue(QJsonValue::Null) : QJsonValue(content) } };
     if (refusal)
-        message.insert(QStringLiteral("refusal"), *refusal);
-    const QJsonObject choice { { QStringLiteral("index"), 0 }, { QStringLiteral("message"), message },
-        { QStringLiteral("finish_reason"), finishReason } };
-    return json(200,
-        compact({ { QStringLiteral("object"), QStringLiteral("chat.completion") },
-            { QStringLiteral("choices"), QJsonArray { choice } },
-            { QStringLiteral("usage"),
-                QJsonObject {
-                    { QStringLiteral("prompt_tokens"), 100 }, { QStringLiteral("completion_tokens"), 20 } } } }));
-}
-
-StubReply StubModelServer::json(int status, const QByteArray &body)
-{
-    StubReply reply;
-    reply.status = status;
-    reply.body = body;
-    return reply;
+        message.insert(u"refusal"_s, *refusal);
+    const QJsonObject choice { { u"index"_s, 0 }, { u"message"_s, message }, { u"finish_reason"_s, finishReason } };
+    return ok({ { u"object"_s, u"chat.completion"_s }, { u"choices"_s, QJsonArray { choice } },
+        { u"usage"_s, QJsonObject { { u"prompt_tokens"_s, 100 }, { u"completion_tokens"_s, 20 } } } });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
@@ -28,7 +29,7 @@ struct StubRequest {
     QString method;
     QString path;
     QByteArray body;
-    QJsonObject json() const;
+    QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
 };
 
 class StubModelServer {
@@ -37,8 +38,6 @@ public:
 
     StubModelServer();
     ~StubModelServer();
-    StubModelServer(const StubModelServer &) = delete;
-    StubModelServer &operator=(const StubModelServer &) = delete;
 
     QUrl url() const;
 
@@ -46,7 +45,6 @@ public:
     void reply(const QString &method, const QString &path, std::vector<StubReply> replies);
     void handle(const QString &method, const QString &path, Handler handler);
 
-    std::vector<StubRequest> requests() const;
     std::vector<StubRequest> requests(const QString &path) const;
     // Whether `count` requests of the path arrived within the timeout.
     bool waitForRequests(const QString &path, std::size_t count, std::chrono::milliseconds timeout) const;
@@ -63,7 +61,7 @@ public:
         qint64 promptTokens = 100, qint64 answerTokens = 20);
     static StubReply openAIChat(const QString &content, const QString &finishReason = QStringLiteral("stop"),
         const std::optional<QString> &refusal = std::nullopt);
-    static StubReply json(int status, const QByteArray &body);
+    static StubReply json(int status, const QByteArray &body) { return { .status = status, .body = body }; }
 
 private:
     struct Private;
