@@ -5,8 +5,8 @@
 // scans were read and filed by the model, some by hand; a tenth wait for text recognition, 1% of the
 // files are missing. The layout is described in bench/README.md.
 
-#include "store/Database.h"
 #include "core/DocumentKind.h"
+#include "store/Database.h"
 #include "store/Migrations.h"
 #include "store/ScanStore.h"
 #include "store/Transaction.h"

@@ -204,8 +204,8 @@ int main(int argc, char **argv)
             auto document = library.documentsByID().begin();
             for (int pass = 0; pass < repeat * 4; ++pass, ++document) {
                 double total = 0;
-                stalls.push_back(longestStall(
-                    [&] { total = millisecondsOf([&] { blockingWait(edit(document->first, pass)); }); }));
+                stalls.push_back(
+                    longestStall([&] { total = millisecondsOf([&] { blockingWait(edit(document->first, pass)); }); }));
                 times.push_back(total);
             }
             row(what, summarise(times));

@@ -6,8 +6,8 @@
 //
 // VELLUMARK_BENCH_DOCUMENTS=N does the same as --documents=N; the flag wins.
 
-#include "store/Database.h"
 #include "core/DocumentKind.h"
+#include "store/Database.h"
 #include "store/Migrations.h"
 #include "store/ScanStore.h"
 #include "store/Transaction.h"

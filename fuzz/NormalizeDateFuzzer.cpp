@@ -1,6 +1,6 @@
 // Any text as a date answer.
-#include "extract/PlainText.h"
 #include "core/DocDate.h"
+#include "extract/PlainText.h"
 
 #include <cstdint>
 #include <cstdlib>

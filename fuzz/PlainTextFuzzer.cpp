@@ -1,6 +1,6 @@
 // Any reply of the model, read as the plain-text answer.
-#include "extract/PlainText.h"
 #include "core/DocDate.h"
+#include "extract/PlainText.h"
 
 #include <cstdint>
 #include <cstdlib>

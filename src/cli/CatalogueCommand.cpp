@@ -1,10 +1,10 @@
 #include "cli/CatalogueCommand.h"
 
 #include "cli/CliOutput.h"
-#include "core/OrgMatching.h"
-#include "library/BlockingWait.h"
 #include "core/DocDate.h"
 #include "core/DocumentKind.h"
+#include "core/OrgMatching.h"
+#include "library/BlockingWait.h"
 
 #include <QDir>
 #include <QFileInfo>

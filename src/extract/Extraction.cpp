@@ -1,13 +1,12 @@
 #include "extract/Extraction.h"
 
+#include "core/Cancellation.h"
+#include "core/DocDate.h"
+#include "core/OrgMatching.h"
 #include "extract/Consensus.h"
 #include "extract/Failure.h"
-#include "core/OrgMatching.h"
-#include "core/DocDate.h"
 
 #include <QDateTime>
-
-#include "core/Cancellation.h"
 
 using namespace Extractor;
 

@@ -1,8 +1,8 @@
 #include "extract/Instructions.h"
 
+#include "core/DocumentKind.h"
 #include "core/Graphemes.h"
 #include "extract/PageFacts.h"
-#include "core/DocumentKind.h"
 
 #include <QRegularExpression>
 #include <QSysInfo>

@@ -1,16 +1,15 @@
 #include "extract/PageReader.h"
 
+#include "core/Cancellation.h"
+#include "core/DocumentKind.h"
+#include "core/OrgMatching.h"
 #include "extract/DateEvidence.h"
 #include "extract/Failure.h"
 #include "extract/ModelErrors.h"
-#include "core/OrgMatching.h"
 #include "extract/PlainText.h"
-#include "core/DocumentKind.h"
 
 #include <QElapsedTimer>
 #include <QUuid>
-
-#include "core/Cancellation.h"
 
 using namespace Extractor;
 

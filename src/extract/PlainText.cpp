@@ -1,8 +1,8 @@
 #include "extract/PlainText.h"
 
-#include "core/Graphemes.h"
 #include "core/DocDate.h"
 #include "core/DocumentKind.h"
+#include "core/Graphemes.h"
 
 #include <QDate>
 #include <QRegularExpression>

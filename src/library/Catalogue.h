@@ -79,7 +79,8 @@ private:
     void publish(Counts counts);
     // The numbers the store would count, from the scans themselves: the present scans of each
     // organization, those waiting for their text and those waiting for the model. One pass over the map.
-    static Counts count(const std::map<std::int64_t, ScanDocument> &documents, std::vector<Organization> &organizations);
+    static Counts count(
+        const std::map<std::int64_t, ScanDocument> &documents, std::vector<Organization> &organizations);
 
     std::shared_ptr<Store> store_;
     QString folder_;

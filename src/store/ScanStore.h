@@ -1,8 +1,8 @@
 #pragma once
 
+#include "core/ScanDocument.h"
 #include "core/Similarity.h"
 #include "store/Database.h"
-#include "core/ScanDocument.h"
 
 #include <QDateTime>
 #include <QHash>

@@ -1,11 +1,11 @@
 #include "extract/model/HttpTransfer.h"
 
+#include "core/Cancellation.h"
+
 #include <curl/curl.h>
 
 #include <memory>
 #include <mutex>
-
-#include "core/Cancellation.h"
 
 namespace Extractor {
 namespace {
