@@ -60,7 +60,7 @@ Library::Library(LibraryOptions options, QObject *parent)
 
     syncTimer_.setSingleShot(true);
     syncTimer_.setInterval(1000);
-    connect(&syncTimer_, &QTimer::timeout, this, [this] { sync(); });
+    connect(&syncTimer_, &QTimer::timeout, this, &Library::rescan);
     folderReturn_.setInterval(2000);
     connect(&folderReturn_, &QTimer::timeout, this, [this] {
         if (!folder_ || !QFileInfo(*folder_).isDir())
@@ -214,7 +214,14 @@ void Library::listsRead()
 
 void Library::rescan()
 {
-    sync();
+    [](QPointer<Library> self) -> QCoro::Task<> {
+        try {
+            co_await self->sync();
+        } catch (...) {
+            if (self)
+                reportEscaped(self->activity_, QStringLiteral("Looking for changed files"));
+        }
+    }(this);
 }
 
 QCoro::Task<> Library::sync()
