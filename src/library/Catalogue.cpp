@@ -18,7 +18,8 @@ void Catalogue::setStore(std::shared_ptr<Store> store, QString folder)
     publish(std::map<std::int64_t, ScanDocument>());
     publish(std::vector<Organization>());
     setCustomInstructions(std::nullopt);
-    publish(Counts {});
+    counts_ = {};
+    publishCounts();
 }
 
 void Catalogue::setCustomInstructions(std::optional<QString> text)
@@ -49,33 +50,40 @@ namespace {
 using DocumentMap = std::map<std::int64_t, ScanDocument>;
 } // namespace
 
-Catalogue::Counts Catalogue::count(const DocumentMap &documents, std::vector<Organization> &organizations)
+Catalogue::Counts Catalogue::Counts::of(const DocumentMap &documents)
 {
-    std::unordered_map<std::int64_t, int> filed;
     Counts counts;
-    for (const auto &[id, document] : documents) {
-        if (document.missing)
-            continue;
-        if (document.organizationID)
-            ++filed[*document.organizationID];
-        if (document.ocrStatus == OCRStatus::pending)
-            ++counts.ocr;
-        else if (document.ocrStatus == OCRStatus::done && document.extractStatus == ExtractStatus::pending)
-            ++counts.extract;
-    }
+    for (const auto &[id, document] : documents)
+        counts.add(document, 1);
+    return counts;
+}
+
+void Catalogue::Counts::add(const ScanDocument &document, int sign)
+{
+    if (document.missing)
+        return;
+    if (document.organizationID)
+        filed[*document.organizationID] += sign;
+    if (document.ocrStatus == OCRStatus::pending)
+        ocr += sign;
+    else if (document.ocrStatus == OCRStatus::done && document.extractStatus == ExtractStatus::pending)
+        extract += sign;
+}
+
+void Catalogue::Counts::label(std::vector<Organization> &organizations) const
+{
     for (Organization &organization : organizations) {
         const auto found = filed.find(organization.id);
         organization.documentCount = found == filed.end() ? 0 : found->second;
     }
-    return counts;
 }
 
-void Catalogue::publish(Counts counts)
+void Catalogue::publishCounts()
 {
-    if (pendingOCR_ == counts.ocr && pendingExtraction_ == counts.extract)
+    if (pendingOCR_ == counts_.ocr && pendingExtraction_ == counts_.extract)
         return;
-    pendingOCR_ = counts.ocr;
-    pendingExtraction_ = counts.extract;
+    pendingOCR_ = counts_.ocr;
+    pendingExtraction_ = counts_.extract;
     Q_EMIT pendingCountsChanged();
 }
 
@@ -100,7 +108,8 @@ QCoro::Task<> Catalogue::reload()
                 read.documents.emplace_hint(read.documents.end(), id, std::move(document));
             }
             read.organizations = s.uncountedOrganizations();
-            read.counts = count(read.documents, read.organizations);
+            read.counts = Counts::of(read.documents);
+            read.counts.label(read.organizations);
             return read;
         });
     } catch (const std::exception &) {
@@ -114,7 +123,8 @@ QCoro::Task<> Catalogue::reload()
     behind_ = false;
     publish(std::move(lists->documents));
     publish(std::move(lists->organizations));
-    publish(lists->counts);
+    counts_ = std::move(lists->counts);
+    publishCounts();
     Q_EMIT listsRead();
 }
 
@@ -155,22 +165,30 @@ QCoro::Task<> Catalogue::refresh(DocumentIDs ids, bool organizations)
         gone.erase(document.id);
         auto found = documentsByID_.find(document.id);
         if (found == documentsByID_.end()) {
+            counts_.add(document, 1);
             documentsByID_.emplace(document.id, std::move(document));
             changed = true;
         } else if (!(found->second == document)) {
+            counts_.add(found->second, -1);
+            counts_.add(document, 1);
             found->second = std::move(document);
             changed = true;
         }
     }
-    for (const std::int64_t id : gone)
-        changed |= documentsByID_.erase(id) > 0;
+    for (const std::int64_t id : gone) {
+        if (const auto found = documentsByID_.find(id); found != documentsByID_.end()) {
+            counts_.add(found->second, -1);
+            documentsByID_.erase(found);
+            changed = true;
+        }
+    }
     if (changed)
         Q_EMIT documentsChanged();
     if (changed || lists->organizations) {
         std::vector<Organization> counted = lists->organizations.value_or(organizations_);
-        const Counts counts = count(documentsByID_, counted);
+        counts_.label(counted);
         publish(std::move(counted));
-        publish(counts);
+        publishCounts();
     }
     Q_EMIT listsRead();
 }
@@ -200,10 +218,11 @@ void Catalogue::showAllMissing()
     if (!changed)
         return;
     Q_EMIT documentsChanged();
+    counts_ = Counts::of(documentsByID_);
     std::vector<Organization> counted = organizations_;
-    const Counts counts = count(documentsByID_, counted);
+    counts_.label(counted);
     publish(std::move(counted));
-    publish(counts);
+    publishCounts();
 }
 
 std::vector<const ScanDocument *> Catalogue::present(const DocumentIDSet &ids) const

@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <unordered_map>
 #include <vector>
 
 using DocumentIDSet = std::set<std::int64_t>;
@@ -72,20 +73,27 @@ Q_SIGNALS:
 private:
     void publish(std::map<std::int64_t, ScanDocument> documents);
     void publish(std::vector<Organization> organizations);
+    // The numbers the store would count, kept from the scans themselves: the present scans of each
+    // organization, those waiting for their text and those waiting for the model. A refresh adjusts them
+    // by the scans it read, so that an edit costs the main thread no pass over every scan.
     struct Counts {
         int ocr = 0;
         int extract = 0;
+        std::unordered_map<std::int64_t, int> filed;
+
+        static Counts of(const std::map<std::int64_t, ScanDocument> &documents);
+        // Adds the scan's share (`sign` 1) or takes it away (-1).
+        void add(const ScanDocument &document, int sign);
+        // Sets each organization's count of scans.
+        void label(std::vector<Organization> &organizations) const;
     };
-    void publish(Counts counts);
-    // The numbers the store would count, from the scans themselves: the present scans of each
-    // organization, those waiting for their text and those waiting for the model. One pass over the map.
-    static Counts count(
-        const std::map<std::int64_t, ScanDocument> &documents, std::vector<Organization> &organizations);
+    void publishCounts();
 
     std::shared_ptr<Store> store_;
     QString folder_;
     std::map<std::int64_t, ScanDocument> documentsByID_;
     std::vector<Organization> organizations_;
+    Counts counts_;
     int pendingOCR_ = 0;
     int pendingExtraction_ = 0;
     std::optional<QString> customInstructions_;
