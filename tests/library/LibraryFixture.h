@@ -12,7 +12,6 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -24,7 +23,6 @@
 
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
-using Ids = std::vector<std::int64_t>;
 
 // Runs the event loop until `done` holds, for at most a generous minute.
 inline bool waitUntil(const std::function<bool()> &done, std::chrono::milliseconds limit = 60s)
@@ -49,7 +47,20 @@ protected:
         QCoreApplication::processEvents();
         QSettings().clear();
     }
+    QString path(const QString &name) const { return QDir(folder.path()).filePath(name); }
+    // A connection of the test's own to the folder's catalogue.
+    std::unique_ptr<Database> connect() const { return std::make_unique<Database>(path(ScanStore::fileName)); }
     const ScanDocument &document(std::int64_t id) const { return library->documentsByID().at(id); }
+
+    // No pause before a search; short waits for a busy or absent model, so that tests see several rounds.
+    static LibraryOptions options()
+    {
+        LibraryOptions options;
+        options.searchDelay = 0ms;
+        options.modelRetry = 30ms;
+        options.modelPoll = 30ms;
+        return options;
+    }
 
     QTemporaryDir folder;
     std::unique_ptr<Library> library;
@@ -64,19 +75,14 @@ protected:
 
     QString fakeScan(const QString &name, const QStringList &pages = { QString() })
     {
-        writeFakeScan(QDir(folder.path()).filePath(name), pages);
-        return QDir(folder.path()).filePath(name);
-    }
-    void scan(const QString &name, const QByteArray &bytes)
-    {
-        const QString path = QDir(folder.path()).filePath(name);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        writeFile(path, bytes);
+        writeFakeScan(path(name), pages);
+        return path(name);
     }
 
     // With `model`, scans are filed by it; without, only their text is read.
-    Library &openLibrary(std::shared_ptr<Extractor::LanguageModel> model = nullptr, LibraryOptions given = options())
+    Library &openLibrary(std::shared_ptr<Extractor::LanguageModel> model = nullptr)
     {
+        LibraryOptions given = options();
         given.extraction = model != nullptr;
         library = std::make_unique<Library>(given);
         if (model)
@@ -88,16 +94,6 @@ protected:
         library->open(folder.path(), false);
         EXPECT_TRUE(waitUntil([&] { return synced; }));
         return *library;
-    }
-
-    // Short waits for a busy or absent model, so that tests see several rounds.
-    static LibraryOptions options()
-    {
-        LibraryOptions options;
-        options.searchDelay = 0ms;
-        options.modelRetry = 30ms;
-        options.modelPoll = 30ms;
-        return options;
     }
 
     bool waitForQuiet()
@@ -134,7 +130,7 @@ protected:
     CatalogueLibrary()
     {
         ScanStore schema(folder.path());
-        db = std::make_unique<Database>(QDir(folder.path()).filePath(ScanStore::fileName));
+        db = connect();
     }
 
     // A scan with `text` on its one page and a full-text entry.
@@ -154,9 +150,7 @@ protected:
 
     Library &open()
     {
-        LibraryOptions options;
-        options.searchDelay = 0ms;
-        library = std::make_unique<Library>(options);
+        library = std::make_unique<Library>(options());
         EXPECT_TRUE(blockingWait(library->openWithoutWork(folder.path())));
         return *library;
     }
@@ -168,14 +162,6 @@ protected:
         catalogue->setStore(Catalogue::Store::makeNow(folder.path()), folder.path());
         blockingWait(catalogue->reload());
         return catalogue;
-    }
-
-    Ids visibleIDs() const
-    {
-        Ids ids;
-        for (const ScanDocument &document : library->visibleDocuments())
-            ids.push_back(document.id);
-        return ids;
     }
 
     std::unique_ptr<Database> db;

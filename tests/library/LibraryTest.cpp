@@ -2,33 +2,23 @@
 
 namespace {
 
-ScanPage textPage(const QString &line)
-{
-    ScanPage page;
-    page.lines = { line };
-    return page;
-}
-
 TEST_F(LibraryTest, aRealReadingStoresEachScanOrItsFailureWithTheReason)
 {
-    scan(u"letter.pdf"_s, scanPdf({ textPage(u"Invoice for March"_s), ScanPage {} }));
-    scan(u"Archive/2024/locked.pdf"_s, scanPdf({ ScanPage {} }, PdfPasswords { "secret", "secret" }));
-    scan(u"broken.pdf"_s, "not a pdf at all");
+    writeFile(path(u"letter.pdf"_s), scanPdf({ ScanPage { .lines = { u"Invoice for March"_s } }, ScanPage {} }));
+    writeFile(path(u"locked.pdf"_s), scanPdf({ ScanPage {} }, PdfPasswords { "secret", "secret" }));
+    writeFile(path(u"broken.pdf"_s), "not a pdf at all");
     useRealReader();
     openLibrary();
     ASSERT_TRUE(waitForQuiet());
 
     EXPECT_EQ(document(u"letter.pdf"_s)->ocrStatus, OCRStatus::done);
     EXPECT_EQ(document(u"letter.pdf"_s)->pageCount, 2);
-    EXPECT_EQ(document(u"Archive/2024/locked.pdf"_s)->ocrStatus, OCRStatus::failed);
-    EXPECT_EQ(document(u"Archive/2024/locked.pdf"_s)->error, u"PDF is password protected"_s);
+    EXPECT_EQ(document(u"locked.pdf"_s)->ocrStatus, OCRStatus::failed);
+    EXPECT_EQ(document(u"locked.pdf"_s)->error, u"PDF is password protected"_s);
     EXPECT_EQ(document(u"broken.pdf"_s)->error, u"Not a readable PDF"_s);
-    EXPECT_EQ(library->currentOCR(), std::nullopt);
-    std::vector<QString> log = activity(ActivityEntry::Kind::ocr);
-    std::sort(log.begin(), log.end());
-    ASSERT_EQ(log.size(), 3u);
-    EXPECT_TRUE(log[1].startsWith("letter.pdf: Read 2 pages, "_L1)) << log[1].toStdString();
-    EXPECT_EQ(log[2], u"locked.pdf: Read text / PDF is password protected"_s);
+    const std::vector<QString> log = activity(ActivityEntry::Kind::ocr);
+    EXPECT_EQ(log.size(), 3u);
+    EXPECT_NE(std::ranges::find(log, u"locked.pdf: Read text / PDF is password protected"_s), log.end());
 }
 
 TEST_F(LibraryTest, whilePausedOnlyRequestedScansAreReadAndResumingReadsTheRestNewestFirst)
@@ -50,10 +40,9 @@ TEST_F(LibraryTest, whilePausedOnlyRequestedScansAreReadAndResumingReadsTheRestN
     library.setPaused(true);
     EXPECT_TRUE(library.requested().empty());
     const std::int64_t later = std::min(document(u"b.pdf"_s)->id, document(u"d.pdf"_s)->id);
-    Database(QDir(folder.path()).filePath(ScanStore::fileName))
-        .run(u"UPDATE documents SET added_at = added_at + 60 WHERE id = ?"_s, { later });
+    connect()->run(u"UPDATE documents SET added_at = added_at + 60 WHERE id = ?"_s, { later });
     library.setPaused(false);
-    ASSERT_TRUE(waitUntil([&] { return library.pendingOCR() == 0 && !library.isReading(); }));
+    ASSERT_TRUE(waitForQuiet());
     const std::vector<QString> log = activity(ActivityEntry::Kind::ocr);
     ASSERT_EQ(log.size(), 4u);
     EXPECT_TRUE(log[2].startsWith(FolderTest::document(later).path + u':')) << log[2].toStdString();
@@ -62,7 +51,7 @@ TEST_F(LibraryTest, whilePausedOnlyRequestedScansAreReadAndResumingReadsTheRestN
 
 TEST_F(LibraryTest, pausingWhileReadingLeavesTheScanPendingAndResumingReadsItAgain)
 {
-    scan(u"long.pdf"_s, scanPdf(std::vector<ScanPage>(3, textPage(u"Statement of account for the quarter"_s))));
+    writeFile(path(u"long.pdf"_s), scanPdf(std::vector(3, ScanPage { .lines = { u"Statement of account"_s } })));
     useRealReader();
     Library &library = openLibrary();
     int pagesSeen = 0;
@@ -76,7 +65,7 @@ TEST_F(LibraryTest, pausingWhileReadingLeavesTheScanPendingAndResumingReadsItAga
     // must not clear the new one.
     library.setPaused(false);
     EXPECT_TRUE(library.isReading());
-    ASSERT_TRUE(waitUntil([&] { return library.pendingOCR() == 0 && !library.isReading(); }));
+    ASSERT_TRUE(waitForQuiet());
     EXPECT_EQ(document(u"long.pdf"_s)->pageCount, 3);
     EXPECT_EQ(activity(ActivityEntry::Kind::ocr).size(), 1u);
 }
@@ -84,13 +73,13 @@ TEST_F(LibraryTest, pausingWhileReadingLeavesTheScanPendingAndResumingReadsItAga
 // The reading under way when its file changes must not be kept for the new version.
 TEST_F(LibraryTest, aFileReplacedWhileBeingReadIsReadAgainInItsNewVersion)
 {
-    const QString path = fakeScan(u"changing.pdf"_s, QStringList(4, u"Original text"_s));
+    const QString changing = fakeScan(u"changing.pdf"_s, QStringList(4, u"Original text"_s));
     QSettings().setValue(Library::pausedKey, true);
     Library &library = openLibrary();
     bool replaced = false;
     QObject::connect(&library, &Library::pageRead, &library, [&] {
         if (!std::exchange(replaced, true)) {
-            writeFakeScan(path, { u"Replacement letter"_s });
+            writeFakeScan(changing, { u"Replacement letter"_s });
             library.rescan();
         }
     });
@@ -100,22 +89,19 @@ TEST_F(LibraryTest, aFileReplacedWhileBeingReadIsReadAgainInItsNewVersion)
         return read->ocrStatus == OCRStatus::done && read->pageCount == 1 && !library.isReading();
     }));
     EXPECT_TRUE(replaced);
-    const QStringList texts = blockingWait(library.pages(*document(u"changing.pdf"_s)));
-    ASSERT_EQ(texts.size(), 1);
-    EXPECT_TRUE(texts[0].contains("Replacement"_L1)) << texts[0].toStdString();
+    EXPECT_EQ(blockingWait(library.pages(*document(u"changing.pdf"_s))), QStringList { u"Replacement letter"_s });
 }
 
 TEST_F(LibraryTest, scansWhoseTextLooksLikeGibberishAreReadOnceMoreOncePerCatalogue)
 {
     {
         ScanStore store(folder.path());
-        Database db(QDir(folder.path()).filePath(ScanStore::fileName));
         for (const auto &[name, text] : std::vector<std::pair<QString, QString>> {
                  { u"upside-down.pdf"_s, u"xqzt bvkrw zzqpf kxvbq qwrtzp jxqv xqzt bvkrw zzqpf kxvbq qwrtzp jxqv"_s },
                  { u"fine.pdf"_s, u"Invoice for the month of March"_s } }) {
             const auto id = CatalogueFixtures::insertDocument(
-                db, { .path = name, .ocrStatus = u"done"_s, .extractStatus = u"done"_s });
-            CatalogueFixtures::insertPage(db, id, 0, text);
+                *connect(), { .path = name, .ocrStatus = u"done"_s, .extractStatus = u"done"_s });
+            CatalogueFixtures::insertPage(*connect(), id, 0, text);
         }
     }
     openLibrary();
@@ -126,21 +112,20 @@ TEST_F(LibraryTest, scansWhoseTextLooksLikeGibberishAreReadOnceMoreOncePerCatalo
     EXPECT_EQ(document(u"upside-down.pdf"_s)->extractStatus, ExtractStatus::pending);
     EXPECT_EQ(document(u"fine.pdf"_s)->ocrStatus, OCRStatus::done);
 
-    Database(QDir(folder.path()).filePath(ScanStore::fileName)).execute(u"UPDATE documents SET ocr_status = 'done'"_s);
+    connect()->execute(u"UPDATE documents SET ocr_status = 'done'"_s);
     openLibrary();
     EXPECT_EQ(document(u"upside-down.pdf"_s)->ocrStatus, OCRStatus::done);
 }
 
-TEST_F(LibraryTest, aCatalogueThatCannotBeOpenedLeavesNoFolderOpen)
+TEST_F(LibraryTest, aCatalogueThatCannotBeOpenedLeavesNoFolderOpenAndIsNotRemembered)
 {
-    fakeScan(u"a.pdf"_s);
-    Library &library = openLibrary();
+    openLibrary();
     QTemporaryDir other;
     writeFile(QDir(other.path()).filePath(ScanStore::fileName), QByteArray(4096, 'x'));
-    library.open(other.path(), true);
-    EXPECT_EQ(library.folder(), std::nullopt);
-    EXPECT_TRUE(library.documentsByID().empty());
-    EXPECT_TRUE(library.openError()->endsWith(u": file is not a database"_s)) << library.openError()->toStdString();
+    library->open(other.path(), true);
+    EXPECT_EQ(library->folder(), std::nullopt);
+    EXPECT_TRUE(library->documentsByID().empty());
+    EXPECT_TRUE(library->openError()->endsWith(u": file is not a database"_s)) << library->openError()->toStdString();
     EXPECT_FALSE(QSettings().contains(Library::folderPathKey));
 }
 
@@ -151,7 +136,6 @@ TEST_F(LibraryTest, theOverrideFolderIsOpenedWithoutBeingRememberedButAChosenOne
     library->restore();
     EXPECT_EQ(library->folder(), QDir::cleanPath(folder.path()));
     EXPECT_FALSE(QSettings().contains(Library::folderPathKey));
-    EXPECT_FALSE(QSettings().contains(Library::folderBookmarkKey));
 
     QSettings().remove(Library::folderOverrideKey);
     library->chooseFolder([&](const QString &) { return std::optional(folder.path()); });

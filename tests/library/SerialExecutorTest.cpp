@@ -1,10 +1,7 @@
 #include "library/SerialExecutor.h"
 
 #include "library/BlockingWait.h"
-#include "store/Database.h"
-#include "store/ScanStore.h"
 
-#include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
 
@@ -24,10 +21,10 @@ TEST(SerialExecutor, callsRunOneAtATimeInOrderOnOneThreadOffTheCallingOne)
     std::vector<QFuture<QThread *>> futures;
     for (int i = 0; i < 50; ++i) {
         futures.push_back(executor.run([&, i] {
-            overlaps += running.fetch_add(1) != 0;
+            overlaps += running++ != 0;
             order.push_back(i);
             QThread::usleep(200);
-            running.fetch_sub(1);
+            --running;
             return QThread::currentThread();
         }));
     }
@@ -59,19 +56,6 @@ TEST(SerialExecutor, awaitingKeepsTheEventLoopRunningAndAnExceptionReachesTheAwa
     EXPECT_TRUE(eventLoopRan);
     // The executor goes on with later calls.
     EXPECT_EQ(executor.run([] { return 7; }).result(), 7);
-}
-
-QCoro::Task<int> openAndCount(QString folder)
-{
-    auto store = co_await Serial<ScanStore>::make(folder);
-    co_return co_await store->run([](ScanStore &s) { return int(s.documents().size()); });
-}
-
-TEST(Serial, aStoreIsOpenedAndUsedOnItsExecutorOrItsOpenErrorReachesTheAwaiter)
-{
-    QTemporaryDir dir;
-    EXPECT_EQ(blockingWait(openAndCount(dir.path())), 0);
-    EXPECT_THROW(blockingWait(openAndCount(dir.filePath(QStringLiteral("no/such/folder")))), Database::Error);
 }
 
 // Dropping the last reference while calls are queued waits for them; none runs on a freed object.
