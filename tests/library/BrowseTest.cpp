@@ -77,21 +77,7 @@ TEST_F(Browse, sidebarViewsYearAndTypeFiltersAndTheirOrders)
     EXPECT_EQ(visible(), u"jihgedbAc"_s);
 }
 
-// Browsing on its own, over a catalogue read once, with the pause in typing a test chooses.
-class Search : public CatalogueLibrary {
-protected:
-    Browsing &browse(std::chrono::milliseconds delay)
-    {
-        catalogue = readAfresh();
-        browsing = std::make_unique<Browsing>(*catalogue, delay);
-        return *browsing;
-    }
-
-    std::unique_ptr<Catalogue> catalogue;
-    std::unique_ptr<Browsing> browsing;
-};
-
-TEST_F(Search, findsEveryWordAsAPrefixIgnoringCaseAccentsAndPunctuationAndBlanksClearIt)
+TEST_F(Browse, findsEveryWordAsAPrefixIgnoringCaseAccentsAndPunctuationAndBlanksClearIt)
 {
     const auto statement = add(
         { .path = u"2024/statement.pdf"_s, .ocrStatus = u"done"_s, .organizationID = organization(u"Acme Bank"_s) },
@@ -99,7 +85,7 @@ TEST_F(Search, findsEveryWordAsAPrefixIgnoringCaseAccentsAndPunctuationAndBlanks
     const auto letter
         = add({ .path = u"letter.pdf"_s, .ocrStatus = u"done"_s }, u"Acme wrote to the Bänker about \"quotes\""_s);
     add({ .path = u"other.pdf"_s, .ocrStatus = u"done"_s }, u"Nothing to see"_s);
-    Browsing &search = browse(0ms);
+    Library &search = open();
 
     search.setSearchText(u"acme bank"_s);
     ASSERT_TRUE(waitUntil([&] { return search.searchMatches().has_value(); }));
@@ -112,6 +98,7 @@ TEST_F(Search, findsEveryWordAsAPrefixIgnoringCaseAccentsAndPunctuationAndBlanks
     EXPECT_EQ(search.visibleDocuments().size(), 3u);
 
     // While a search waits for a pause in typing, the last result stays; new lists search at once.
+    const std::unique_ptr<Catalogue> catalogue = readAfresh();
     Browsing typing(*catalogue, 1h);
     typing.setSearchText(u"monthly"_s);
     QCoreApplication::processEvents();
@@ -124,14 +111,14 @@ TEST_F(Search, findsEveryWordAsAPrefixIgnoringCaseAccentsAndPunctuationAndBlanks
     EXPECT_EQ(typing.searchMatches(), (DocumentIDSet { statement, letter }));
 }
 
-TEST_F(Search, aStaleSearchNeverOverwritesANewerOne)
+TEST_F(Browse, aStaleSearchNeverOverwritesANewerOne)
 {
     add({ .path = u"alpha.pdf"_s, .ocrStatus = u"done"_s }, u"alpha"_s);
     const auto beta = add({ .path = u"beta.pdf"_s, .ocrStatus = u"done"_s }, u"beta"_s);
-    Browsing &search = browse(0ms);
+    Library &search = open();
     std::vector<std::optional<DocumentIDSet>> published;
     QObject::connect(
-        &search, &Browsing::searchMatchesChanged, &search, [&] { published.push_back(search.searchMatches()); });
+        &search, &Library::searchMatchesChanged, &search, [&] { published.push_back(search.searchMatches()); });
 
     // Without a pause both queries reach the store, and the first one's answer comes back first. The
     // catalogue is locked until both have started, so that the first can't be answered before that.

@@ -135,12 +135,10 @@ protected:
 
     // A scan with `text` on its one page and a full-text entry.
     std::int64_t add(const CatalogueFixtures::Row &row, const QString &text = QString(),
-        const std::optional<QString> &kind = std::nullopt,
-        const std::optional<QString> &modelOrganization = std::nullopt)
+        const std::optional<QString> &kind = std::nullopt)
     {
         const std::int64_t id = CatalogueFixtures::insertDocument(*db, row);
-        db->run(u"UPDATE documents SET doc_kind = ?, model_organization = ? WHERE id = ?"_s,
-            { kind, modelOrganization, id });
+        db->run(u"UPDATE documents SET doc_kind = ? WHERE id = ?"_s, { kind, id });
         CatalogueFixtures::insertPage(*db, id, 0, text);
         db->run(Migrations::fullTextFill() + u"d.id = ?"_s, { id });
         return id;

@@ -117,9 +117,15 @@ TEST_F(LibraryTest, scansWhoseTextLooksLikeGibberishAreReadOnceMoreOncePerCatalo
     EXPECT_EQ(document(u"upside-down.pdf"_s)->ocrStatus, OCRStatus::done);
 }
 
-TEST_F(LibraryTest, aCatalogueThatCannotBeOpenedLeavesNoFolderOpenAndIsNotRemembered)
+TEST_F(LibraryTest, aChosenFolderIsRememberedButNeitherTheOverrideNorOneThatCannotBeOpened)
 {
-    openLibrary();
+    fakeScan(u"a.pdf"_s);
+    QSettings().setValue(Library::folderOverrideKey, folder.path());
+    library = std::make_unique<Library>(options());
+    library->restore();
+    EXPECT_EQ(library->folder(), QDir::cleanPath(folder.path()));
+    ASSERT_TRUE(waitUntil([&] { return !library->documentsByID().empty(); }));
+
     QTemporaryDir other;
     writeFile(QDir(other.path()).filePath(ScanStore::fileName), QByteArray(4096, 'x'));
     library->open(other.path(), true);
@@ -127,19 +133,10 @@ TEST_F(LibraryTest, aCatalogueThatCannotBeOpenedLeavesNoFolderOpenAndIsNotRememb
     EXPECT_TRUE(library->documentsByID().empty());
     EXPECT_TRUE(library->openError()->endsWith(u": file is not a database"_s)) << library->openError()->toStdString();
     EXPECT_FALSE(QSettings().contains(Library::folderPathKey));
-}
-
-TEST_F(LibraryTest, theOverrideFolderIsOpenedWithoutBeingRememberedButAChosenOneIs)
-{
-    QSettings().setValue(Library::folderOverrideKey, folder.path());
-    library = std::make_unique<Library>();
-    library->restore();
-    EXPECT_EQ(library->folder(), QDir::cleanPath(folder.path()));
-    EXPECT_FALSE(QSettings().contains(Library::folderPathKey));
 
     QSettings().remove(Library::folderOverrideKey);
     library->chooseFolder([&](const QString &) { return std::optional(folder.path()); });
-    library = std::make_unique<Library>();
+    library = std::make_unique<Library>(options());
     library->restore();
     EXPECT_EQ(library->folder(), QDir::cleanPath(folder.path()));
 }
