@@ -19,30 +19,29 @@ TEST_F(Browse, sidebarViewsYearAndTypeFiltersAndTheirOrders)
     const auto acme = organization(u"Acme"_s);
     const auto zeta = organization(u"Zeta"_s);
     struct Scan {
-        const char *path, *ocr, *extract, *date;
+        QString path, ocr, extract;
+        std::optional<QString> date;
         std::optional<std::int64_t> organization;
-        const char *kind;
+        std::optional<QString> kind;
         bool missing = false;
     };
-    for (const Scan &scan : std::vector<Scan> { { "b.pdf", "done", "done", "2024-05-01", acme, "Letter" },
-             { "A.pdf", "done", "done", "2024-05-01", zeta, "Bill" },
-             { "c.pdf", "done", "manual", "2019-12-31", acme, "Utility bill" },
-             { "d.pdf", "done", "manual", nullptr, acme, nullptr }, // undated
-             { "e.pdf", "done", "done", "24-05-01", {}, nullptr }, // a date without its century
-             { "f.pdf", "done", "done", "2025-01-01", acme, "Receipt", true },
-             { "g.pdf", "done", "pending", nullptr, {}, nullptr }, // waits for the model
-             { "h.pdf", "pending", "pending", nullptr, {}, nullptr }, // waits to be read
-             { "i.pdf", "failed", "pending", nullptr, {}, nullptr },
-             { "j.pdf", "done", "failed", nullptr, {}, nullptr } }) {
-        const auto text
-            = [](const char *value) { return value ? std::optional(QString::fromLatin1(value)) : std::nullopt; };
-        add({ .path = QString::fromLatin1(scan.path),
-                .ocrStatus = QString::fromLatin1(scan.ocr),
-                .extractStatus = QString::fromLatin1(scan.extract),
+    const QString done = u"done"_s, pending = u"pending"_s;
+    for (const Scan &scan : std::vector<Scan> { { u"b.pdf"_s, done, done, u"2024-05-01"_s, acme, u"Letter"_s },
+             { u"A.pdf"_s, done, done, u"2024-05-01"_s, zeta, u"Bill"_s },
+             { u"c.pdf"_s, done, u"manual"_s, u"2019-12-31"_s, acme, u"Utility bill"_s },
+             { u"d.pdf"_s, done, u"manual"_s, {}, acme, {} }, // undated
+             { u"e.pdf"_s, done, done, u"24-05-01"_s, {}, {} }, // a date without its century
+             { u"f.pdf"_s, done, done, u"2025-01-01"_s, acme, u"Receipt"_s, true },
+             { u"g.pdf"_s, done, pending, {}, {}, {} }, // waits for the model
+             { u"h.pdf"_s, pending, pending, {}, {}, {} }, // waits to be read
+             { u"i.pdf"_s, u"failed"_s, pending, {}, {}, {} }, { u"j.pdf"_s, done, u"failed"_s, {}, {}, {} } }) {
+        add({ .path = scan.path,
+                .ocrStatus = scan.ocr,
+                .extractStatus = scan.extract,
                 .missing = scan.missing,
-                .date = text(scan.date),
+                .date = scan.date,
                 .organizationID = scan.organization },
-            {}, text(scan.kind));
+            {}, scan.kind);
     }
     Library &library = open();
 

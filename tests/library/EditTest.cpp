@@ -10,9 +10,11 @@ const QString done = u"done"_s;
 class Edit : public CatalogueLibrary {
 protected:
     // A scan the model filed under `organization`.
-    std::int64_t filed(const QString &path, std::optional<std::int64_t> organization = std::nullopt)
+    std::int64_t filed(const QString &path, std::optional<std::int64_t> organization = std::nullopt,
+        std::optional<QString> date = std::nullopt)
     {
-        return add({ .path = path, .ocrStatus = done, .extractStatus = done, .organizationID = organization });
+        return add(
+            { .path = path, .ocrStatus = done, .extractStatus = done, .date = date, .organizationID = organization });
     }
     std::vector<QString> organizationNames()
     {
@@ -88,15 +90,8 @@ TEST_F(Edit, renamingOrMergingIntoAnotherOrganizationMovesTheSidebarAlong)
 TEST_F(Edit, factsSetByHandAndAskingAgainNeverUndoWhatWasFiledByHand)
 {
     const auto acme = organization(u"Acme"_s);
-    const auto dated = [&](const QString &path) {
-        return add({ .path = path,
-            .ocrStatus = done,
-            .extractStatus = done,
-            .date = u"2024-01-01"_s,
-            .organizationID = acme });
-    };
-    const auto edited = dated(u"edited.pdf"_s);
-    const auto complete = dated(u"complete.pdf"_s);
+    const auto edited = filed(u"edited.pdf"_s, acme, u"2024-01-01"_s);
+    const auto complete = filed(u"complete.pdf"_s, acme, u"2024-01-01"_s);
     const auto undated = filed(u"undated.pdf"_s, acme);
     const auto byHand = add({ .path = u"hand.pdf"_s, .ocrStatus = done, .extractStatus = u"manual"_s });
     const auto broken = add({ .path = u"broken.pdf"_s, .ocrStatus = done, .extractStatus = u"failed"_s });

@@ -53,13 +53,9 @@ protected:
     const ScanDocument &document(std::int64_t id) const { return library->documentsByID().at(id); }
 
     // No pause before a search; short waits for a busy or absent model, so that tests see several rounds.
-    static LibraryOptions options()
+    static LibraryOptions options(bool extraction = true)
     {
-        LibraryOptions options;
-        options.searchDelay = 0ms;
-        options.modelRetry = 30ms;
-        options.modelPoll = 30ms;
-        return options;
+        return { .extraction = extraction, .searchDelay = 0ms, .modelRetry = 30ms, .modelPoll = 30ms };
     }
 
     QTemporaryDir folder;
@@ -82,9 +78,7 @@ protected:
     // With `model`, scans are filed by it; without, only their text is read.
     Library &openLibrary(std::shared_ptr<Extractor::LanguageModel> model = nullptr)
     {
-        LibraryOptions given = options();
-        given.extraction = model != nullptr;
-        library = std::make_unique<Library>(given);
+        library = std::make_unique<Library>(options(model != nullptr));
         if (model)
             library->setLanguageModel(std::move(model));
         bool synced = false;
@@ -104,11 +98,9 @@ protected:
 
     const ScanDocument *document(const QString &path) const
     {
-        for (const auto &[id, document] : library->documentsByID()) {
-            if (document.path == path)
-                return &document;
-        }
-        return nullptr;
+        const auto &all = library->documentsByID();
+        const auto found = std::ranges::find(all, path, [](const auto &entry) { return entry.second.path; });
+        return found == all.end() ? nullptr : &found->second;
     }
 
     // "file: title / outcome" of each activity entry of this kind.
