@@ -1,14 +1,17 @@
 #pragma once
 
+#include "library/BlockingWait.h"
 #include "library/Library.h"
+#include "store/Migrations.h"
+#include "support/CatalogueFixtures.h"
 #include "support/FakeScans.h"
+#include "support/Printing.h"
 #include "support/ScanPdf.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -19,6 +22,7 @@
 #include <memory>
 
 using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
 
 // Runs the event loop until `done` holds, for at most a generous minute.
 inline bool waitUntil(const std::function<bool()> &done, std::chrono::milliseconds limit = 60s)
@@ -32,48 +36,43 @@ inline bool waitUntil(const std::function<bool()> &done, std::chrono::millisecon
     return true;
 }
 
-inline ScanPage blankPage()
-{
-    return ScanPage {};
-}
-
-inline ScanPage textPage(const QString &line)
-{
-    ScanPage page;
-    page.lines = { line };
-    return page;
-}
-
-class LibraryTest : public ::testing::Test {
+// A temporary folder, clean settings, and a library closed before the next test.
+class FolderTest : public ::testing::Test {
 protected:
-    // Scans are read by the fake reader unless a test needs real recognition.
-    void SetUp() override
-    {
-        QSettings().clear();
-        qputenv("VELLUMARK_READER", QFile::encodeName(fakeReaderProgram()));
-    }
-    void useRealReader() { qunsetenv("VELLUMARK_READER"); }
-    void TearDown() override
+    FolderTest() { QSettings().clear(); }
+    ~FolderTest() override
     {
         library.reset();
         // Let loops that were stopped wind down before the next test.
         QCoreApplication::processEvents();
         QSettings().clear();
     }
+    QString path(const QString &name) const { return QDir(folder.path()).filePath(name); }
+    // A connection of the test's own to the folder's catalogue.
+    std::unique_ptr<Database> connect() const { return std::make_unique<Database>(path(ScanStore::fileName)); }
+    const ScanDocument &document(std::int64_t id) const { return library->documentsByID().at(id); }
+
+    // No pause before a search; short waits for a busy or absent model, so that tests see several rounds.
+    static LibraryOptions options(bool extraction = true)
+    {
+        return { .extraction = extraction, .searchDelay = 0ms, .modelRetry = 30ms, .modelPoll = 30ms };
+    }
+
+    QTemporaryDir folder;
+    std::unique_ptr<Library> library;
+};
+
+// Scans in a folder, read and filed by a library doing its work as the app does.
+class LibraryTest : public FolderTest {
+protected:
+    // Scans are read by the fake reader unless a test needs real recognition.
+    LibraryTest() { qputenv("VELLUMARK_READER", QFile::encodeName(fakeReaderProgram())); }
+    void useRealReader() { qunsetenv("VELLUMARK_READER"); }
 
     QString fakeScan(const QString &name, const QStringList &pages = { QString() })
     {
-        const QString path = QDir(folder.path()).filePath(name);
-        writeFakeScan(path, pages);
-        return path;
-    }
-
-    QString scan(const QString &name, const QByteArray &bytes)
-    {
-        const QString path = QDir(folder.path()).filePath(name);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        writeFile(path, bytes);
-        return path;
+        writeFakeScan(path(name), pages);
+        return path(name);
     }
 
     // With `model`, scans are filed by it; without, only their text is read.
@@ -91,42 +90,69 @@ protected:
         return *library;
     }
 
-    // Short waits for a busy or absent model, so that tests see several rounds.
-    static LibraryOptions options(bool extraction = true)
+    bool waitForQuiet()
     {
-        LibraryOptions options;
-        options.extraction = extraction;
-        options.searchDelay = std::chrono::milliseconds(0);
-        options.modelRetry = std::chrono::milliseconds(30);
-        options.modelPoll = std::chrono::milliseconds(30);
-        return options;
-    }
-
-    bool waitForIdle()
-    {
-        return waitUntil([&] { return !library->isReading(); });
+        return waitUntil(
+            [&] { return library->pendingOCR() == 0 && !library->isReading() && !library->isExtracting(); });
     }
 
     const ScanDocument *document(const QString &path) const
     {
-        for (const auto &[id, document] : library->documentsByID()) {
-            if (document.path == path)
-                return &document;
-        }
-        return nullptr;
+        const auto &all = library->documentsByID();
+        const auto found = std::ranges::find(all, path, [](const auto &entry) { return entry.second.path; });
+        return found == all.end() ? nullptr : &found->second;
     }
 
-    std::vector<QString> activityTitles(ActivityEntry::Kind kind) const
+    // "file: title / outcome" of each activity entry of this kind.
+    std::vector<QString> activity(ActivityEntry::Kind kind) const
     {
         std::vector<QString> titles;
         for (const ActivityEntry &entry : library->activity().entries()) {
             if (entry.kind == kind)
-                titles.push_back(entry.file.value_or(QString()) + QStringLiteral(": ") + entry.title
-                    + QStringLiteral(" / ") + entry.outcome);
+                titles.push_back(entry.file.value_or(QString()) + u": " + entry.title + u" / " + entry.outcome);
         }
         return titles;
     }
+};
 
-    QTemporaryDir folder;
-    std::unique_ptr<Library> library;
+// A catalogue arranged row by row with SQL, then opened by a Library without sync or background work,
+// so that what the lists show is exactly what the rows say.
+class CatalogueLibrary : public FolderTest {
+protected:
+    CatalogueLibrary()
+    {
+        ScanStore schema(folder.path());
+        db = connect();
+    }
+
+    // A scan with `text` on its one page and a full-text entry.
+    std::int64_t add(const CatalogueFixtures::Row &row, const QString &text = QString(),
+        const std::optional<QString> &kind = std::nullopt)
+    {
+        const std::int64_t id = CatalogueFixtures::insertDocument(*db, row);
+        db->run(u"UPDATE documents SET doc_kind = ? WHERE id = ?"_s, { kind, id });
+        CatalogueFixtures::insertPage(*db, id, 0, text);
+        db->run(Migrations::fullTextFill() + u"d.id = ?"_s, { id });
+        return id;
+    }
+    std::int64_t organization(const QString &name) { return CatalogueFixtures::insertOrganization(*db, name); }
+    std::optional<QString> value(const QString &sql) { return CatalogueFixtures::scalar(*db, sql); }
+
+    Library &open()
+    {
+        library = std::make_unique<Library>(options());
+        EXPECT_TRUE(blockingWait(library->openWithoutWork(folder.path())));
+        return *library;
+    }
+
+    // The catalogue's lists read afresh from the file.
+    std::unique_ptr<Catalogue> readAfresh()
+    {
+        auto catalogue = std::make_unique<Catalogue>();
+        catalogue->setStore(Catalogue::Store::makeNow(folder.path()), folder.path());
+        blockingWait(catalogue->reload());
+        return catalogue;
+    }
+
+    std::unique_ptr<Database> db;
 };

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 namespace {
+
 // Takes the gate and keeps it in `held` until the test lets go of it.
 QCoro::Task<> take(ModelGate &gate, int id, std::vector<int> &order, std::map<int, ModelGate::Lease> &held)
 {
@@ -18,76 +19,39 @@ QCoro::Task<> take(ModelGate &gate, int id, std::vector<int> &order, std::map<in
     held.emplace(id, std::move(lease));
 }
 
-QCoro::Task<int> answer(int value)
-{
-    co_return value;
-}
-
-QCoro::Task<int> fail()
-{
-    throw std::runtime_error("model gone");
-    co_return 0;
-}
-
-QCoro::Task<int> runAndCount(ModelGate &gate, std::stop_token stop, int value, std::vector<int> &ran)
-{
-    co_return co_await gate.run(stop, [&ran, value]() -> QCoro::Task<int> {
-        ran.push_back(value);
-        return answer(value);
-    });
-}
-} // namespace
-
-TEST(ModelGate, waitingCallers_getTheModelFirstInFirstOut)
+TEST(ModelGate, callersGetTheModelFirstInFirstOutAndOneStoppedWhileWaitingPassesItOn)
 {
     ModelGate gate;
     std::vector<int> order;
     std::map<int, ModelGate::Lease> held;
-    std::vector<QCoro::Task<>> callers;
-    for (int id = 1; id <= 3; ++id)
-        callers.push_back(take(gate, id, order, held));
-    EXPECT_EQ(order, std::vector<int>({ 1 }));
-    EXPECT_EQ(gate.waiting(), 2);
-
-    held.at(1).release();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return order.size() == 2; }));
-    // A caller arriving now queues behind the one still waiting.
-    callers.push_back(take(gate, 4, order, held));
-    held.erase(2);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return order.size() == 3; }));
-    EXPECT_TRUE(gate.busy());
-    held.erase(3);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return order.size() == 4; }));
-    EXPECT_EQ(order, std::vector<int>({ 1, 2, 3, 4 }));
-    EXPECT_EQ(gate.waiting(), 0);
-    EXPECT_TRUE(gate.busy());
-
-    held.clear();
-    EXPECT_FALSE(gate.busy());
-    // Free again: taken at once.
-    callers.push_back(take(gate, 5, order, held));
-    EXPECT_EQ(order.back(), 5);
-}
-
-TEST(ModelGate, run_givesTheResultOrErrorAndPassesTheModelOnWhenStopped)
-{
-    ModelGate gate;
-    std::vector<int> order;
-    std::map<int, ModelGate::Lease> held;
-    QCoro::Task<> holder = take(gate, 0, order, held);
-
-    std::vector<int> ran;
+    QCoro::Task<> first = take(gate, 1, order, held), second = take(gate, 2, order, held);
+    const auto run = [&](std::stop_token stop, int id) {
+        return gate.run(stop, [&order, id]() -> QCoro::Task<int> {
+            order.push_back(id);
+            co_return id;
+        });
+    };
     std::stop_source stopped;
-    QCoro::Task<int> cancelled = runAndCount(gate, stopped.get_token(), 1, ran);
-    QCoro::Task<int> next = runAndCount(gate, {}, 2, ran);
+    QCoro::Task<int> cancelled = run(stopped.get_token(), 3), next = run({}, 4);
     stopped.request_stop();
-    held.clear();
 
+    held.erase(1);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return order.size() == 2; }));
+    // A caller arriving now queues behind those still waiting.
+    QCoro::Task<> late = take(gate, 5, order, held);
+    held.erase(2);
     EXPECT_THROW(blockingWait(std::move(cancelled)), Cancelled);
-    EXPECT_EQ(blockingWait(std::move(next)), 2);
-    EXPECT_EQ(ran, std::vector<int>({ 2 }));
-    EXPECT_FALSE(gate.busy());
+    EXPECT_EQ(blockingWait(std::move(next)), 4);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return order.size() == 4; }));
+    EXPECT_EQ(order, (std::vector { 1, 2, 4, 5 }));
 
-    EXPECT_THROW(blockingWait(gate.run({}, [] { return fail(); })), std::runtime_error);
+    held.clear();
+    const auto fail = []() -> QCoro::Task<int> {
+        throw std::runtime_error("model gone");
+        co_return 0;
+    };
+    EXPECT_THROW(blockingWait(gate.run({}, fail)), std::runtime_error);
     EXPECT_FALSE(gate.busy());
 }
+
+} // namespace
