@@ -194,8 +194,11 @@ int runProcessCommand(const QStringList &arguments)
     Progress progress(library, isatty(STDERR_FILENO));
     int status = ExitStatus::success;
     bool synced = false;
+    // Once a signal asked to stop, what the stopping work reports (a reader killed with the process
+    // group, say) changes neither the message nor the exit status.
+    bool stopping = false;
     const auto finishIfDone = [&] {
-        if (!synced || library.isReading() || library.isExtracting() || parser.isSet(watch))
+        if (stopping || !synced || library.isReading() || library.isExtracting() || parser.isSet(watch))
             return;
         const std::optional<QString> problem = library.modelProblem();
         if (problem && library.pendingExtraction() > 0 && !library.paused() && !parser.isSet(noModel)) {
@@ -211,6 +214,7 @@ int runProcessCommand(const QStringList &arguments)
         char byte = 0;
         [[maybe_unused]] const ssize_t read = ::read(signalPipe[0], &byte, 1);
         printErr(QStringLiteral("\nStopping.\n"));
+        stopping = true;
         status = parser.isSet(watch) ? ExitStatus::success : ExitStatus::interrupted;
         QCoreApplication::exit(status);
     });
@@ -226,6 +230,8 @@ int runProcessCommand(const QStringList &arguments)
     QObject::connect(&library, &Library::readingChanged, finishIfDone);
     QObject::connect(&library, &Library::extractingChanged, finishIfDone);
     QObject::connect(&library, &Library::ocrProblemChanged, [&] {
+        if (stopping)
+            return;
         if (const std::optional<QString> problem = library.ocrProblem()) {
             printErr(*problem + QLatin1Char('\n'));
             status = ExitStatus::failed;
