@@ -114,8 +114,10 @@ TEST_F(Browse, aStaleSearchNeverOverwritesANewerOne)
     const auto beta = add({ .path = u"beta.pdf"_s, .ocrStatus = u"done"_s }, u"beta"_s);
     Library &search = open();
     std::vector<std::optional<DocumentIDSet>> published;
+    // The connection ends with this test, before `published` goes: closing the library publishes too.
+    QObject scope;
     QObject::connect(
-        &search, &Library::searchMatchesChanged, &search, [&] { published.push_back(search.searchMatches()); });
+        &search, &Library::searchMatchesChanged, &scope, [&] { published.push_back(search.searchMatches()); });
 
     // Without a pause both queries reach the store, and the first one's answer comes back first. The
     // catalogue is locked until both have started, so that the first can't be answered before that.
