@@ -1,5 +1,7 @@
 #include "ui/DesktopIntegration.h"
 
+#include "library/Library.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDesktopServices>
@@ -35,4 +37,20 @@ void DesktopIntegration::openInDefaultViewer(const QStringList &paths)
 {
     for (const QString &path : paths)
         QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+void DesktopIntegration::openInPreview(const Library &library, const DocumentIDSet &ids)
+{
+    openInDefaultViewer(library.presentFiles(ids));
+}
+
+void DesktopIntegration::revealInFinder(const Library &library, const DocumentIDSet &ids)
+{
+    showInFileManager(library.presentFiles(ids));
+}
+
+void DesktopIntegration::revealDatabase(const Library &library)
+{
+    if (const std::optional<QString> path = library.databasePath())
+        showInFileManager({ *path });
 }
