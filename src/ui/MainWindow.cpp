@@ -1,0 +1,153 @@
+#include "ui/MainWindow.h"
+
+#include "library/Library.h"
+#include "ui/DesktopIntegration.h"
+#include "ui/Icons.h"
+#include "ui/LibraryView.h"
+#include "ui/StatusBarView.h"
+#include "ui/UpdateCheck.h"
+#include "ui/WelcomeView.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDesktopServices>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QStackedWidget>
+#include <QStatusBar>
+
+MainWindow::MainWindow(Library &library, Prompts prompts, UpdateCheck &updates, QWidget *parent)
+    : QMainWindow(parent)
+    , library_(library)
+    , prompts_(std::move(prompts))
+    , updates_(updates)
+{
+    setObjectName(QStringLiteral("main"));
+    setWindowIcon(Icons::application());
+    resize(1280, 800);
+
+    stack_ = new QStackedWidget(this);
+    stack_->setObjectName(QStringLiteral("content"));
+    welcome_ = new WelcomeView(library_, stack_);
+    libraryView_ = new LibraryView(library_, prompts_, stack_);
+    stack_->addWidget(welcome_);
+    stack_->addWidget(libraryView_);
+    stack_->setMinimumSize(900, 520);
+    setCentralWidget(stack_);
+    connect(welcome_, &WelcomeView::chooseFolderRequested, this, &MainWindow::chooseFolder);
+
+    statusBar_ = new StatusBarView(library_, this);
+    setStatusBar(statusBar_);
+    connect(statusBar_, &StatusBarView::activityRequested, this, &MainWindow::activityRequested);
+
+    buildMenus();
+
+    connect(&library_, &Library::folderChanged, this, &MainWindow::folderChanged);
+    connect(&library_, &Library::pausedChanged, this, &MainWindow::updatePauseItem);
+    connect(libraryView_, &LibraryView::shownCountChanged, this, &MainWindow::updateTitle);
+    connect(&library_, &Library::editFailed, this, [this](const QString &message) {
+        QMessageBox box(QMessageBox::Warning, QStringLiteral("Vellumark"), QStringLiteral("The change wasn't saved"),
+            QMessageBox::Ok, this);
+        box.setInformativeText(message);
+        prompts_.run(box);
+    });
+    folderChanged();
+    updatePauseItem();
+}
+
+QString MainWindow::title(int shown, int present)
+{
+    return QStringLiteral("Vellumark — %1 of %2 scans").arg(shown).arg(present);
+}
+
+void MainWindow::buildMenus()
+{
+    auto addAction = [this](QMenu *menu, const QString &name, const QString &text, const QKeySequence &shortcut = {}) {
+        QAction *action = menu->addAction(text);
+        action->setObjectName(name);
+        action->setShortcut(shortcut);
+        return action;
+    };
+
+    QMenu *file = menuBar()->addMenu(QStringLiteral("&File"));
+    connect(addAction(file, QStringLiteral("openFolderAction"), QStringLiteral("Open Scans Folder…"),
+                QKeySequence(Qt::CTRL | Qt::Key_O)),
+        &QAction::triggered, this, &MainWindow::chooseFolder);
+    file->addSeparator();
+    QAction *quit = addAction(file, QStringLiteral("quitAction"), QStringLiteral("Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q));
+    quit->setMenuRole(QAction::QuitRole);
+    connect(quit, &QAction::triggered, qApp, &QApplication::quit);
+
+    QMenu *edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    QAction *preferences = addAction(
+        edit, QStringLiteral("preferencesAction"), QStringLiteral("Preferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    connect(preferences, &QAction::triggered, this, &MainWindow::settingsRequested);
+
+    QMenu *libraryMenu = menuBar()->addMenu(QStringLiteral("&Library"));
+    QAction *rescan = addAction(
+        libraryMenu, QStringLiteral("rescanAction"), QStringLiteral("Rescan Folder"), QKeySequence(Qt::CTRL | Qt::Key_R));
+    connect(rescan, &QAction::triggered, this, [this] { library_.rescan(); });
+    pause_ = addAction(libraryMenu, QStringLiteral("pauseAction"), QStringLiteral("Pause Processing"),
+        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P));
+    connect(pause_, &QAction::triggered, this, [this] { library_.setPaused(!library_.paused()); });
+    QAction *reextractModel = addAction(libraryMenu, QStringLiteral("reextractModelAction"),
+        QStringLiteral("Re-extract All Scans Filed by the Local Model"));
+    connect(reextractModel, &QAction::triggered, this, [this] { library_.reextractAllFromModel(); });
+    QAction *reextractIncomplete = addAction(libraryMenu, QStringLiteral("reextractIncompleteAction"),
+        QStringLiteral("Re-extract Scans Missing an Organization or Date"));
+    connect(reextractIncomplete, &QAction::triggered, this, [this] { library_.reextractIncomplete(); });
+    libraryMenu->addSeparator();
+    QAction *revealDatabase = addAction(
+        libraryMenu, QStringLiteral("revealDatabaseAction"), QStringLiteral("Show Database in File Manager"));
+    connect(revealDatabase, &QAction::triggered, this, [this] { DesktopIntegration::revealDatabase(library_); });
+    folderActions_ = { rescan, pause_, reextractModel, reextractIncomplete, revealDatabase };
+
+    QMenu *window = menuBar()->addMenu(QStringLiteral("&Window"));
+    QAction *activity = addAction(
+        window, QStringLiteral("activityAction"), QStringLiteral("Activity"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
+    connect(activity, &QAction::triggered, this, &MainWindow::activityRequested);
+    window->addSeparator();
+
+    QMenu *help = menuBar()->addMenu(QStringLiteral("&Help"));
+    QAction *about = addAction(help, QStringLiteral("aboutAction"), QStringLiteral("About Vellumark"));
+    about->setMenuRole(QAction::AboutRole);
+    connect(about, &QAction::triggered, this, [this] {
+        QMessageBox box(QMessageBox::NoIcon, QStringLiteral("About Vellumark"),
+            QStringLiteral("Vellumark ") + QApplication::applicationVersion(), QMessageBox::Ok, this);
+        box.setIconPixmap(Icons::application().pixmap(64, 64));
+        box.setInformativeText(QStringLiteral("Turns a folder of scanned mail into a searchable, sorted catalogue. "
+                                              "Your PDFs are never modified."));
+        prompts_.run(box);
+    });
+    checkForUpdates_ = addAction(help, QStringLiteral("checkForUpdatesAction"), QStringLiteral("Check for Updates…"));
+    checkForUpdates_->setEnabled(updates_.canCheck());
+    connect(&updates_, &UpdateCheck::canCheckChanged, this,
+        [this] { checkForUpdates_->setEnabled(updates_.canCheck()); });
+    connect(checkForUpdates_, &QAction::triggered, &updates_, &UpdateCheck::checkNow);
+}
+
+void MainWindow::chooseFolder()
+{
+    library_.chooseFolder([this](const QString &startIn) { return prompts_.chooseFolder(this, startIn); });
+}
+
+void MainWindow::folderChanged()
+{
+    const bool open = library_.folder().has_value();
+    stack_->setCurrentWidget(open ? static_cast<QWidget *>(libraryView_) : welcome_);
+    statusBar_->setVisible(open);
+    for (QAction *action : std::as_const(folderActions_))
+        action->setEnabled(open);
+    updateTitle();
+}
+
+void MainWindow::updateTitle()
+{
+    setWindowTitle(library_.folder() ? title(libraryView_->shownCount(), library_.count(SidebarItem::all()))
+                                     : QStringLiteral("Vellumark"));
+}
+
+void MainWindow::updatePauseItem()
+{
+    pause_->setText(library_.paused() ? QStringLiteral("Resume Processing") : QStringLiteral("Pause Processing"));
+}

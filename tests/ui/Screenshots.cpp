@@ -1,0 +1,176 @@
+// Takes the README's screenshots: the welcome view, and the main window on a folder of scanned letters
+// read by the real reader and filed by a stub model server, each in a light and a dark palette.
+// Usage: vellumark_screenshots OUTPUT_FOLDER (run under a display server, e.g. xvfb-run).
+#include "library/Library.h"
+#include "support/ScanPdf.h"
+#include "support/StubModelServer.h"
+#include "ui/LibraryView.h"
+#include "ui/MainWindow.h"
+#include "ui/UpdateCheck.h"
+
+#include <QApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QJsonArray>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QStyleFactory>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <functional>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Letter {
+    QString file;
+    QString sender;
+    QString kind;
+    QString date;
+    QStringList lines;
+    int turned = 0;
+};
+
+const std::vector<Letter> letters {
+    { u"2024-03-12 water.pdf"_s, u"City Water Works"_s, u"Bill"_s, u"2024-03-12"_s,
+        { u"CITY WATER WORKS"_s, u"12 March 2024"_s, u"Water bill for the first quarter"_s, u"Amount due: 84.20"_s } },
+    { u"2024-02-02 garden.pdf"_s, u"Garden Club"_s, u"Letter"_s, u"2024-02-02"_s,
+        { u"VILLAGE GARDEN CLUB"_s, u"2 February 2024"_s, u"Dear member,"_s, u"our spring party is on 20 April."_s } },
+    { u"2023-11-28 insurance.pdf"_s, u"Northbank Insurance"_s, u"Policy"_s, u"2023-11-28"_s,
+        { u"NORTHBANK INSURANCE"_s, u"28 November 2023"_s, u"Your home insurance policy"_s, u"renews on 1 January."_s },
+        180 },
+    { u"2023-10-05 dentist.pdf"_s, u"Riverside Dental"_s, u"Invoice"_s, u"2023-10-05"_s,
+        { u"RIVERSIDE DENTAL PRACTICE"_s, u"5 October 2023"_s, u"Invoice 2231"_s, u"Check-up and cleaning 95.00"_s } },
+    { u"2023-09-14 council.pdf"_s, u"Riverside Council"_s, u"Tax Document"_s, u"2023-09-14"_s,
+        { u"RIVERSIDE COUNCIL"_s, u"14 September 2023"_s, u"Council tax for 2023/24"_s, u"Band C: 1,640.00"_s } },
+    { u"2023-07-01 water.pdf"_s, u"City Water Works"_s, u"Bill"_s, u"2023-07-01"_s,
+        { u"CITY WATER WORKS"_s, u"1 July 2023"_s, u"Water bill for the second quarter"_s, u"Amount due: 79.10"_s } },
+    { u"2023-05-19 telecom.pdf"_s, u"Kestrel Telecom"_s, u"Contract"_s, u"2023-05-19"_s,
+        { u"KESTREL TELECOM"_s, u"19 May 2023"_s, u"Your new broadband contract"_s, u"24 months at 32.00"_s } },
+    { u"scan0007.pdf"_s, QString(), u"Other"_s, QString(),
+        { u"Notes from the meeting"_s, u"bring the ladder"_s } },
+};
+
+bool waitUntil(const std::function<bool()> &done, int seconds = 300)
+{
+    QDeadlineTimer deadline(seconds * 1000);
+    while (!done()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+QPalette darkPalette()
+{
+    QPalette dark;
+    dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2e));
+    dark.setColor(QPalette::WindowText, QColor(0xe8, 0xe8, 0xea));
+    dark.setColor(QPalette::Base, QColor(0x1f, 0x1f, 0x22));
+    dark.setColor(QPalette::AlternateBase, QColor(0x27, 0x27, 0x2a));
+    dark.setColor(QPalette::Text, QColor(0xe8, 0xe8, 0xea));
+    dark.setColor(QPalette::Button, QColor(0x35, 0x35, 0x39));
+    dark.setColor(QPalette::ButtonText, QColor(0xe8, 0xe8, 0xea));
+    dark.setColor(QPalette::Highlight, QColor(0x35, 0x74, 0xc4));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::PlaceholderText, QColor(0x98, 0x98, 0x9e));
+    dark.setColor(QPalette::ToolTipBase, QColor(0x35, 0x35, 0x39));
+    dark.setColor(QPalette::ToolTipText, QColor(0xe8, 0xe8, 0xea));
+    dark.setColor(QPalette::Mid, QColor(0x44, 0x44, 0x48));
+    dark.setColor(QPalette::Dark, QColor(0x18, 0x18, 0x1a));
+    dark.setColor(QPalette::Light, QColor(0x50, 0x50, 0x55));
+    return dark;
+}
+
+void save(QWidget &window, const QString &folder, const QString &name)
+{
+    for (const bool dark : { false, true }) {
+        QApplication::setPalette(dark ? darkPalette() : QApplication::style()->standardPalette());
+        QCoreApplication::processEvents();
+        window.repaint();
+        const QString file = QDir(folder).filePath(name + (dark ? u"-dark.png"_s : u"-light.png"_s));
+        if (!window.grab().save(file))
+            std::fprintf(stderr, "couldn't write %s\n", qPrintable(file));
+    }
+    QApplication::setPalette(QApplication::style()->standardPalette());
+}
+
+// The model's answer for a page: the letter whose first line the prompt holds.
+StubReply answer(const StubRequest &request)
+{
+    const QString prompt = QJsonDocument::fromJson(request.body).object().value(u"messages"_s).toArray().last()
+                               .toObject()
+                               .value(u"content"_s)
+                               .toString()
+                               .toUpper();
+    for (const Letter &letter : letters) {
+        if (!letter.sender.isEmpty() && prompt.contains(letter.lines.front().toUpper()))
+            return StubModelServer::ollamaChat(
+                uR"({"firstPage":true,"kind":"%1","organization":"%2","dateLabel":"Date","date":"%3"})"_s.arg(
+                    letter.kind, letter.sender, letter.date));
+    }
+    return StubModelServer::ollamaChat(
+        uR"({"firstPage":true,"kind":"Other","organization":"","dateLabel":"","date":""})"_s);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
+    QCoreApplication::setOrganizationName(u"Vellumark"_s);
+    QCoreApplication::setApplicationName(u"Vellumark"_s);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: vellumark_screenshots OUTPUT_FOLDER\n");
+        return 1;
+    }
+    const QString output = QString::fromLocal8Bit(argv[1]);
+    QDir().mkpath(output);
+    QTemporaryDir settings;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+
+    QTemporaryDir home;
+    const QString folder = QDir(home.path()).filePath(u"Scans"_s);
+    QDir().mkpath(folder);
+    for (const Letter &letter : letters) {
+        ScanPage page;
+        page.lines = letter.lines;
+        page.turned = letter.turned;
+        page.fontSize = 22;
+        writeFile(QDir(folder).filePath(letter.file), scanPdf({ page }));
+    }
+    StubModelServer server;
+    server.serveOllama({ u"qwen2.5:3b"_s });
+    server.handle(u"POST"_s, u"/api/chat"_s, answer);
+    QSettings().setValue(u"ModelServer"_s, server.url().toString());
+    QSettings().setValue(Library::folderPathKey, folder);
+
+    Library library;
+    UpdateCheck updates(u"/nonexistent/update.conf"_s);
+    MainWindow window(library, Prompts::interactive(), updates);
+    window.resize(1280, 800);
+    window.show();
+    library.restore();
+    QCoreApplication::processEvents();
+    save(window, output, u"welcome"_s);
+
+    library.open(folder, true);
+    if (!waitUntil([&] {
+            return library.folder() && library.documentsByID().size() == letters.size() && library.pendingOCR() == 0
+                && library.pendingExtraction() == 0 && !library.isReading() && !library.isExtracting();
+        })) {
+        std::fprintf(stderr, "the scans weren't read and filed in time\n");
+        return 2;
+    }
+    library.setSelection({ library.visibleDocuments().front().id });
+    // Time for the thumbnails to come back from the renderers.
+    QDeadlineTimer settle(4000);
+    while (!settle.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    save(window, output, u"main-window"_s);
+    return 0;
+}
