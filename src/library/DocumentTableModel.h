@@ -59,15 +59,29 @@ public:
     Qt::DropActions supportedDragActions() const override;
 
 private:
+    // The model's copy of a scan's record and its row as of the last complete change.
+    struct Entry {
+        ScanDocument document;
+        int row = 0;
+    };
+
     // Brings the rows in line with the Library's visible scans.
     void refresh();
     // The status inputs changed: the status cells whose label changed.
     void refreshStatus();
     void reset(std::vector<ScanDocument> documents);
-    void indexRows();
+    void removeRuns(const std::vector<std::pair<int, int>> &runs);
+    // Inserts the new scans where they go in `next`; the other rows are already in its order.
+    void insertInPlace(const std::vector<ScanDocument> &next);
+    // Appends the new scans, then moves every row to its place in `next`.
+    void insertAndReorder(const std::vector<ScanDocument> &next);
+    // Takes the new records of the scans shown, and announces the rows whose record changed.
+    void update(std::vector<ScanDocument> next);
+    const ScanDocument *documentAt(int row) const;
 
     Library &library_;
-    std::vector<ScanDocument> rows_;
-    std::unordered_map<std::int64_t, int> rowByID_;
+    // The scans' ids in row order; the records by id, so that rows move without copying records.
+    std::vector<std::int64_t> ids_;
+    std::unordered_map<std::int64_t, Entry> entries_;
     WorkState work_;
 };

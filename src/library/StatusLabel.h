@@ -30,6 +30,7 @@ struct WorkState {
     bool modelUnavailable = false;
 
     static WorkState of(const Library &library);
+    bool operator==(const WorkState &) const = default;
 };
 
 // The scan's label: a missing file first, then failed reading, reading, then filing.
