@@ -5,6 +5,16 @@ namespace {
 const QLatin1StringView scansPrefix("vellumark-docs:");
 const QLatin1StringView organizationPrefix("vellumark-org:");
 
+// A decimal id; Qt would take " 5" for 5, but a piece with blanks around it is no number here.
+std::optional<std::int64_t> idFrom(QStringView text)
+{
+    bool ok = false;
+    const qlonglong id = text.toLongLong(&ok);
+    if (!ok || text.front().isSpace() || text.back().isSpace())
+        return std::nullopt;
+    return id;
+}
+
 } // namespace
 
 QString scansPayload(const DocumentIDSet &ids)
@@ -26,10 +36,8 @@ std::optional<DocumentIDSet> scansFromPayload(QStringView text)
         return std::nullopt;
     DocumentIDSet ids;
     for (const QStringView piece : text.mid(scansPrefix.size()).split(QLatin1Char(','))) {
-        bool ok = false;
-        const qlonglong id = piece.toLongLong(&ok);
-        if (ok)
-            ids.insert(id);
+        if (const std::optional<std::int64_t> id = idFrom(piece))
+            ids.insert(*id);
     }
     return ids;
 }
@@ -43,7 +51,5 @@ std::optional<std::int64_t> organizationFromPayload(QStringView text)
 {
     if (!text.startsWith(organizationPrefix))
         return std::nullopt;
-    bool ok = false;
-    const qlonglong id = text.mid(organizationPrefix.size()).toLongLong(&ok);
-    return ok ? std::optional<std::int64_t>(id) : std::nullopt;
+    return idFrom(text.mid(organizationPrefix.size()));
 }

@@ -113,6 +113,8 @@ QVariant SidebarModel::data(const QModelIndex &index, int role) const
             return {};
         }
     }
+    if (index.internalId() != childOf(librarySection))
+        return {};
     const FixedView &view = fixedViews[std::size_t(index.row())];
     switch (role) {
     case Qt::DisplayRole:
