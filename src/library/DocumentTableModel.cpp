@@ -7,6 +7,7 @@
 #include <QMimeData>
 
 #include <algorithm>
+#include <array>
 #include <unordered_set>
 
 namespace {
