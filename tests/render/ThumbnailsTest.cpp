@@ -174,7 +174,7 @@ TEST_F(ThumbnailsTest, aFileThatIsNotAPdfGivesNoImageAndIsTriedAgain)
 // keep coming; its key is not rendered again until the file's time changes.
 TEST_F(ThumbnailsTest, aRenderThatHangsOrCrashesGivesNoImageAndIsNotRenderedAgainUntilTheFileChanges)
 {
-    QSettings().setValue(RenderSettings::timeoutKey, 0.5);
+    QSettings().setValue(RenderSettings::timeoutKey, 2);
     thumbnails = std::make_unique<Thumbnails>(std::make_shared<RenderPool>());
     const QString hangs = scan(u"hangs.pdf"_s, QString::fromLatin1(fakeRenderHang));
     const QString crashes = scan(u"crashes.pdf"_s, QString::fromLatin1(fakeRenderCrash));
