@@ -144,7 +144,10 @@ void ReaderWorker::start(const std::stop_token &stop)
     const QByteArray memoryLimit = QByteArray::number(options_.memoryLimitMB);
     std::vector<char *> arguments { const_cast<char *>(program.constData()), const_cast<char *>("--languages"),
         const_cast<char *>(languages.constData()), const_cast<char *>("--memory-limit"),
-        const_cast<char *>(memoryLimit.constData()), nullptr };
+        const_cast<char *>(memoryLimit.constData()) };
+    if (options_.rendersOnly)
+        arguments.push_back(const_cast<char *>("--renders-only"));
+    arguments.push_back(nullptr);
     std::vector<QByteArray> environment = readerEnvironment();
     std::vector<char *> variables;
     for (QByteArray &variable : environment)
@@ -249,7 +252,8 @@ Message ReaderWorker::receive(std::chrono::milliseconds timeout)
     }
 }
 
-OCR::Result ReaderWorker::recognize(const QString &path, const std::stop_token &stop, const OCR::PageRead &pageRead)
+void ReaderWorker::converse(
+    const Message &request, const std::stop_token &stop, const std::function<bool(const Message &)> &answered)
 {
     const std::stop_callback killOnStop(stop, [this] { kill(); });
     throwIfCancelled(stop);
@@ -257,45 +261,30 @@ OCR::Result ReaderWorker::recognize(const QString &path, const std::stop_token &
         end();
     if (socket_ < 0)
         start(stop);
-    if (!send(ReaderProtocol::message(Kind::read, path))) {
+    if (!send(request)) {
         // It ended between files: a new one gets the file.
         end();
         start(stop);
-        if (!send(ReaderProtocol::message(Kind::read, path))) {
+        if (!send(request)) {
             end();
             ++deaths_;
             throw OCR::Failure(stoppedTheReader);
         }
     }
 
-    OCR::Result result;
     try {
         for (;;) {
             const Message answer = receive(options_.timeout);
-            switch (answer.kind) {
-            case Kind::hash:
-                result.sha256 = answer.text;
-                break;
-            case Kind::page: {
-                if (answer.index != qint32(result.pages.size()) || answer.count <= answer.index)
-                    throw ReaderProtocol::ProtocolError("a page out of order");
-                const OCR::Page page { answer.text, answer.rotation };
-                result.pages.push_back(page);
-                if (pageRead)
-                    pageRead(answer.index, answer.count, page);
-                break;
-            }
-            case Kind::done:
-                deaths_ = 0;
-                return result;
-            case Kind::failed:
+            if (answer.kind == Kind::failed) {
                 deaths_ = 0;
                 // A reader that ran out of memory ends after saying so.
                 if (answer.text == ReaderProtocol::tooLarge)
                     end();
                 throw OCR::Failure(answer.text);
-            default:
-                throw ReaderProtocol::ProtocolError("an answer out of place");
+            }
+            if (answered(answer)) {
+                deaths_ = 0;
+                return;
             }
         }
     } catch (const TimedOut &) {
@@ -319,4 +308,43 @@ OCR::Result ReaderWorker::recognize(const QString &path, const std::stop_token &
         end();
         throw;
     }
+}
+
+OCR::Result ReaderWorker::recognize(const QString &path, const std::stop_token &stop, const OCR::PageRead &pageRead)
+{
+    OCR::Result result;
+    converse(ReaderProtocol::message(Kind::read, path), stop, [&](const Message &answer) {
+        switch (answer.kind) {
+        case Kind::hash:
+            result.sha256 = answer.text;
+            return false;
+        case Kind::page: {
+            if (answer.index != qint32(result.pages.size()) || answer.count <= answer.index)
+                throw ReaderProtocol::ProtocolError("a page out of order");
+            const OCR::Page page { answer.text, answer.rotation };
+            result.pages.push_back(page);
+            if (pageRead)
+                pageRead(answer.index, answer.count, page);
+            return false;
+        }
+        case Kind::done:
+            return true;
+        default:
+            throw ReaderProtocol::ProtocolError("an answer out of place");
+        }
+    });
+    return result;
+}
+
+ReaderWorker::Rendered ReaderWorker::render(
+    const QString &path, int index, int maxPixel, int rotation, const std::stop_token &stop)
+{
+    Rendered rendered;
+    converse({ Kind::render, path, index, maxPixel, rotation, {} }, stop, [&](const Message &answer) {
+        if (answer.kind != Kind::image || answer.index != index || answer.image.isNull() || answer.count <= index)
+            throw ReaderProtocol::ProtocolError("an answer out of place");
+        rendered = { answer.image, answer.count };
+        return true;
+    });
+    return rendered;
 }

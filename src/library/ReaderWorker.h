@@ -3,9 +3,11 @@
 #include "ocr/OCR.h"
 #include "ocr/ReaderProtocol.h"
 
+#include <QImage>
 #include <QString>
 
 #include <chrono>
+#include <functional>
 #include <mutex>
 #include <stop_token>
 #include <sys/types.h>
@@ -33,11 +35,11 @@ QString program();
 
 } // namespace ReaderSettings
 
-// Reads PDFs in a `vellumark-reader` process of its own: started when first needed, kept for file after
-// file, started again after it ends. A file the reader doesn't answer for within the timeout (while
-// opening it or reading one page), or during which the reader ends, fails; the reader is then killed
-// and the next file gets a new one, after a pause that grows while readers keep dying in a row. A stop
-// kills the reader at once. Blocking: call it from one thread at a time.
+// Reads PDFs and renders their pages in a `vellumark-reader` process of its own: started when first
+// needed, kept for file after file, started again after it ends. A file the reader doesn't answer for within the
+// timeout (while opening it or reading one page), or during which the reader ends, fails; the reader is then killed and
+// the next file gets a new one, after a pause that grows while readers keep dying in a row. A stop kills the reader at
+// once. Blocking: call it from one thread at a time.
 class ReaderWorker {
 public:
     struct Options {
@@ -45,6 +47,8 @@ public:
         std::chrono::milliseconds timeout = std::chrono::seconds(120);
         int memoryLimitMB = ReaderSettings::defaultMemoryLimitMB;
         QString program = ReaderSettings::program();
+        // A reader that only renders starts faster and smaller: it loads no text recogniser.
+        bool rendersOnly = false;
     };
 
     static inline const QString tookTooLong = QStringLiteral("PDF took too long to read");
@@ -63,6 +67,14 @@ public:
     // `pageRead` runs on the calling thread as each page arrives.
     OCR::Result recognize(const QString &path, const std::stop_token &stop = {}, const OCR::PageRead &pageRead = {});
 
+    // Page `index` (from 0) of the file, as OCR::pageImage renders it, rendered by the reader. Throws as
+    // `recognize` does; the reader's failures name what is wrong with the file.
+    struct Rendered {
+        QImage image;
+        int pageCount = 0;
+    };
+    Rendered render(const QString &path, int index, int maxPixel, int rotation, const std::stop_token &stop = {});
+
     // The running reader's process id, 0 when none runs.
     pid_t processId() const;
     // Readers that ended without answering, in a row.
@@ -72,6 +84,10 @@ private:
     struct Ended { };
     struct TimedOut { };
 
+    // Sends `request` (to a new reader when none runs or the last one ended) and hands each answer but a
+    // failure to `answered` until it returns true. Throws what `recognize` throws.
+    void converse(const ReaderProtocol::Message &request, const std::stop_token &stop,
+        const std::function<bool(const ReaderProtocol::Message &)> &answered);
     void start(const std::stop_token &stop);
     void waitBeforeStarting(const std::stop_token &stop) const;
     bool send(const ReaderProtocol::Message &message);

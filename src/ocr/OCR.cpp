@@ -20,6 +20,15 @@ constexpr double longSide = 3300;
 constexpr double maximumScale = 4.0;
 constexpr double pointsPerInch = 72;
 
+QString hexDigest(const QByteArray &bytes)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
+
+void ignorePopplerMessage(const QString &, const QVariant &) { }
+
+} // namespace
+
 QByteArray readWhole(const QString &path)
 {
     QFile file(path);
@@ -31,22 +40,40 @@ QByteArray readWhole(const QString &path)
     return bytes;
 }
 
-QString hexDigest(const QByteArray &bytes)
+std::unique_ptr<Poppler::Document> openDocument(const QByteArray &bytes)
 {
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+    Poppler::setDebugErrorFunction(ignorePopplerMessage, QVariant());
+    std::unique_ptr<Poppler::Document> document = Poppler::Document::loadFromData(bytes);
+    if (!document)
+        throw Failure(QStringLiteral("Not a readable PDF"));
+    if (document->isLocked()) {
+        document->unlock(QByteArray(), QByteArray());
+        if (document->isLocked())
+            throw Failure(QStringLiteral("PDF is password protected"));
+    }
+    if (document->numPages() < 1)
+        throw Failure(QStringLiteral("PDF has no pages"));
+    document->setPaperColor(Qt::white);
+    document->setRenderHint(Poppler::Document::Antialiasing);
+    document->setRenderHint(Poppler::Document::TextAntialiasing);
+    return document;
 }
 
-void ignorePopplerMessage(const QString &, const QVariant &) { }
-
-} // namespace
+std::optional<QSizeF> shownSize(const Poppler::Page &page)
+{
+    const QSizeF size = page.pageSizeF();
+    if (!std::isfinite(size.width()) || !std::isfinite(size.height()) || size.width() <= 0 || size.height() <= 0)
+        return std::nullopt;
+    return size;
+}
 
 std::optional<QImage> render(const Poppler::Page &page)
 {
-    const QSizeF size = page.pageSizeF();
-    const double width = size.width();
-    const double height = size.height();
-    if (!std::isfinite(width) || !std::isfinite(height) || width <= 0 || height <= 0)
+    const std::optional<QSizeF> size = shownSize(page);
+    if (!size)
         return std::nullopt;
+    const double width = size->width();
+    const double height = size->height();
     const double scale = std::min(longSide / std::max(width, height), maximumScale);
     const double pixelWidth = std::trunc(width * scale);
     const double pixelHeight = std::trunc(height * scale);
@@ -104,21 +131,8 @@ Result recognize(const QString &path, TextRecognizer &recognizer, const std::sto
     if (hashed)
         hashed(result.sha256);
 
-    Poppler::setDebugErrorFunction(ignorePopplerMessage, QVariant());
-    std::unique_ptr<Poppler::Document> document = Poppler::Document::loadFromData(bytes);
-    if (!document)
-        throw Failure(QStringLiteral("Not a readable PDF"));
-    if (document->isLocked()) {
-        document->unlock(QByteArray(), QByteArray());
-        if (document->isLocked())
-            throw Failure(QStringLiteral("PDF is password protected"));
-    }
+    const std::unique_ptr<Poppler::Document> document = openDocument(bytes);
     const int count = document->numPages();
-    if (count < 1)
-        throw Failure(QStringLiteral("PDF has no pages"));
-    document->setPaperColor(Qt::white);
-    document->setRenderHint(Poppler::Document::Antialiasing);
-    document->setRenderHint(Poppler::Document::TextAntialiasing);
 
     result.pages.reserve(std::size_t(count));
     for (int index = 0; index < count; ++index) {

@@ -3,6 +3,9 @@
 #include <QDataStream>
 #include <QIODevice>
 
+#include <cstring>
+#include <new>
+
 namespace ReaderProtocol {
 namespace {
 
@@ -11,7 +14,46 @@ constexpr qsizetype lengthSize = 4;
 
 bool knownKind(quint8 kind)
 {
-    return kind >= quint8(Kind::read) && kind <= quint8(Kind::failed);
+    return kind >= quint8(Kind::read) && kind <= quint8(Kind::image);
+}
+
+constexpr qsizetype bytesPerPixel = 4;
+
+// The image's size and its rows one after another, without padding.
+void writeImage(QDataStream &stream, const QImage &given)
+{
+    if (given.isNull()) {
+        stream << qint32(0) << qint32(0) << QByteArray();
+        return;
+    }
+    const QImage image = given.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    const qsizetype rowBytes = image.width() * bytesPerPixel;
+    QByteArray pixels(rowBytes * image.height(), Qt::Uninitialized);
+    for (int y = 0; y < image.height(); ++y)
+        std::memcpy(pixels.data() + y * rowBytes, image.constScanLine(y), std::size_t(rowBytes));
+    stream << qint32(image.width()) << qint32(image.height()) << pixels;
+}
+
+// A null image for no picture; throws ProtocolError for sizes that don't fit the pixels.
+QImage readImage(QDataStream &stream)
+{
+    qint32 width = 0;
+    qint32 height = 0;
+    QByteArray pixels;
+    stream >> width >> height >> pixels;
+    // Only one form means no picture, so that every message has one form.
+    if (width == 0 && height == 0 && pixels.isNull())
+        return {};
+    if (width < 1 || height < 1 || width > maximumImageSide || height > maximumImageSide
+        || pixels.size() != qsizetype(width) * height * bytesPerPixel)
+        throw ProtocolError("an image whose size doesn't fit its pixels");
+    QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull())
+        throw std::bad_alloc();
+    const qsizetype rowBytes = width * bytesPerPixel;
+    for (int y = 0; y < height; ++y)
+        std::memcpy(image.scanLine(y), pixels.constData() + y * rowBytes, std::size_t(rowBytes));
+    return image;
 }
 
 Message decode(const QByteArray &body)
@@ -21,6 +63,7 @@ Message decode(const QByteArray &body)
     quint8 kind = 0;
     Message message;
     stream >> kind >> message.text >> message.index >> message.count >> message.rotation;
+    message.image = readImage(stream);
     if (stream.status() != QDataStream::Ok || !stream.atEnd() || !knownKind(kind))
         throw ProtocolError("a frame that is no message");
     message.kind = Kind(kind);
@@ -36,6 +79,7 @@ QByteArray frame(const Message &message)
         QDataStream stream(&bytes, QIODevice::WriteOnly | QIODevice::Append);
         stream.setVersion(streamVersion);
         stream << quint8(message.kind) << message.text << message.index << message.count << message.rotation;
+        writeImage(stream, message.image);
     }
     const quint32 length = quint32(bytes.size() - lengthSize);
     for (int byte = 0; byte < lengthSize; ++byte)

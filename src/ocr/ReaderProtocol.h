@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QImage>
 #include <QString>
 
 #include <optional>
@@ -9,7 +10,8 @@
 // What the reader process and its client say to each other. Every message travels as one frame: its
 // length as four bytes, most significant first, then its body written with QDataStream. A request names
 // one file; the answers are the file's hash, each page as soon as it is read, then the end of the file
-// or why it failed. Right after start-up the reader says it is ready, or why it can't read at all.
+// or why it failed. A render request names one page of a file; the answer is its picture, or why there
+// is none. Right after start-up the reader says it is ready, or why it can't read at all.
 namespace ReaderProtocol {
 
 enum class Kind : quint8 {
@@ -20,6 +22,9 @@ enum class Kind : quint8 {
     page, // `index` of `count`, with the page's `rotation` and `text`
     done, // the file is read
     failed, // `text` is why the file can't be read
+    render, // request: page `index` of the file at path `text`, its larger side `count` pixels, then turned
+            // `rotation` degrees clockwise
+    image, // the rendered page `index` as `image`, of a file of `count` pages
 };
 
 struct Message {
@@ -28,13 +33,15 @@ struct Message {
     qint32 index = 0;
     qint32 count = 0;
     qint32 rotation = 0;
+    // Travels as its size and raw pixels, ARGB32 premultiplied.
+    QImage image;
     bool operator==(const Message &) const = default;
 };
 
 // A message that carries at most a text.
 inline Message message(Kind kind, QString text = {})
 {
-    return { kind, std::move(text), 0, 0, 0 };
+    return { kind, std::move(text), 0, 0, 0, {} };
 }
 
 // The failure a reader answers when it runs out of memory; it ends right after.
@@ -42,6 +49,9 @@ inline const QString tooLarge = QStringLiteral("PDF is too large to read");
 
 // The largest frame either side accepts; a longer one means the stream is corrupt.
 constexpr qint64 maximumFrame = 64 * 1024 * 1024;
+
+// The longest side of a rendered page: its pixels must fit in a frame.
+constexpr int maximumImageSide = 4000;
 
 // A frame that can't be a message: unknown kind, trailing or missing bytes, or too long.
 struct ProtocolError : std::runtime_error {

@@ -1,8 +1,10 @@
-// vellumark-reader: reads PDFs for another process, one request at a time, confined once started.
+// vellumark-reader: reads PDFs and renders their pages for another process, one request at a time,
+// confined once started. With --renders-only it loads no text recogniser and only renders.
 // Requests arrive on standard input and answers leave on standard output, as frames of ReaderProtocol;
 // whatever the libraries print is kept off the user's terminal (see EngineMessages).
 #include "ocr/EngineThreads.h"
 #include "ocr/OCR.h"
+#include "ocr/PageImage.h"
 #include "ocr/PageReading.h"
 #include "ocr/ReaderProtocol.h"
 #include "ocr/TextQuality.h"
@@ -186,7 +188,8 @@ QByteArray warmUpPdf()
 
 void ignorePopplerMessage(const QString &, const QVariant &) { }
 
-void warmUp(TextRecognizer &recognizer)
+// Without a recogniser, the page is only rendered.
+void warmUp(TextRecognizer *recognizer)
 {
     Poppler::setDebugErrorFunction(ignorePopplerMessage, QVariant());
     const std::unique_ptr<Poppler::Document> document = Poppler::Document::loadFromData(warmUpPdf());
@@ -196,8 +199,8 @@ void warmUp(TextRecognizer &recognizer)
     document->setRenderHint(Poppler::Document::Antialiasing);
     document->setRenderHint(Poppler::Document::TextAntialiasing);
     if (const std::unique_ptr<Poppler::Page> page = document->page(0)) {
-        if (const std::optional<QImage> bitmap = OCR::render(*page))
-            OCR::read(*bitmap, recognizer);
+        if (const std::optional<QImage> bitmap = OCR::render(*page); bitmap && recognizer)
+            OCR::read(*bitmap, *recognizer);
     }
 }
 
@@ -222,7 +225,7 @@ void read(TextRecognizer &recognizer, const QString &path)
             [](int index, int count, const OCR::Page &page) {
                 if (engineMessages.outOfMemory())
                     throw std::bad_alloc();
-                send({ Kind::page, page.text, index, count, page.rotation });
+                send({ Kind::page, page.text, index, count, page.rotation, {} });
             },
             [](const QString &sha256) { send(ReaderProtocol::message(Kind::hash, sha256)); });
         send(ReaderProtocol::message(Kind::done));
@@ -231,6 +234,23 @@ void read(TextRecognizer &recognizer, const QString &path)
     } catch (const std::bad_alloc &) {
         send(ReaderProtocol::message(Kind::failed, ReaderProtocol::tooLarge));
         // What was half built may be lost for good: the next file gets a fresh reader.
+        ::_exit(0);
+    } catch (const std::exception &error) {
+        send(ReaderProtocol::message(Kind::failed, QString::fromUtf8(error.what())));
+    }
+}
+
+void render(const Message &request)
+{
+    try {
+        const OCR::PageImage page = OCR::pageImage(request.text, request.index, request.count, request.rotation);
+        if (engineMessages.outOfMemory())
+            throw std::bad_alloc();
+        send({ Kind::image, {}, request.index, page.pageCount, 0, page.image });
+    } catch (const OCR::Failure &failure) {
+        send(ReaderProtocol::message(Kind::failed, failure.message()));
+    } catch (const std::bad_alloc &) {
+        send(ReaderProtocol::message(Kind::failed, ReaderProtocol::tooLarge));
         ::_exit(0);
     } catch (const std::exception &error) {
         send(ReaderProtocol::message(Kind::failed, QString::fromUtf8(error.what())));
@@ -250,12 +270,15 @@ int main(int argc, char *argv[])
 
     QString languages = QStringLiteral("eng");
     long memoryLimit = 0;
-    for (int index = 1; index + 1 < argc; index += 2) {
+    bool rendersOnly = false;
+    for (int index = 1; index < argc; ++index) {
         const QByteArray option = argv[index];
-        if (option == "--languages")
-            languages = QString::fromUtf8(argv[index + 1]);
-        else if (option == "--memory-limit")
-            memoryLimit = QByteArray(argv[index + 1]).toLong();
+        if (option == "--renders-only")
+            rendersOnly = true;
+        else if (option == "--languages" && index + 1 < argc)
+            languages = QString::fromUtf8(argv[++index]);
+        else if (option == "--memory-limit" && index + 1 < argc)
+            memoryLimit = QByteArray(argv[++index]).toLong();
     }
     limitMemory(memoryLimit);
     // Qt's warnings go to standard error, where they are watched, rather than to the journal.
@@ -263,9 +286,11 @@ int main(int argc, char *argv[])
 
     std::unique_ptr<TextRecognizer> recognizer;
     try {
-        recognizer = std::make_unique<TextRecognizer>(languages);
-        TextQuality::useLanguages(languages);
-        warmUp(*recognizer);
+        if (!rendersOnly) {
+            recognizer = std::make_unique<TextRecognizer>(languages);
+            TextQuality::useLanguages(languages);
+        }
+        warmUp(recognizer.get());
     } catch (const OCR::Failure &failure) {
         send(ReaderProtocol::message(Kind::unavailable, failure.message()));
         ::_exit(0);
@@ -280,8 +305,12 @@ int main(int argc, char *argv[])
     ReaderProtocol::FrameReader frames;
     try {
         while (const std::optional<Message> message = request(frames)) {
-            if (message->kind == Kind::read)
+            if (message->kind == Kind::read && recognizer)
                 read(*recognizer, message->text);
+            else if (message->kind == Kind::read)
+                send(ReaderProtocol::message(Kind::failed, QStringLiteral("This reader only renders pages")));
+            else if (message->kind == Kind::render)
+                render(*message);
         }
     } catch (const ReaderProtocol::ProtocolError &) {
     }

@@ -18,12 +18,25 @@ std::vector<Message> received(const QByteArray &bytes, qsizetype chunk, FrameRea
     return messages;
 }
 
-// Fed however split, messages arrive whole and a frame cut short is held; bytes that are no message
-// are refused.
+// A picture of 3 by 2 pixels, each of its own colour and opacity.
+QImage smallPicture()
+{
+    QImage image(3, 2, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            image.setPixel(x, y, qPremultiply(qRgba(40 * x, 90 * y, 200, 255 - 60 * x)));
+    }
+    return image;
+}
+
+// Fed however split, messages arrive whole (pictures pixel for pixel) and a frame cut short is held;
+// bytes that are no message are refused.
 TEST(ReaderProtocol, framesArriveWholeHoweverSplitAndBytesThatAreNoMessageAreRefused)
 {
     const std::vector<Message> sent { message(Kind::ready), message(Kind::hash, QString(64, QLatin1Char('a'))),
-        { Kind::page, QStringLiteral("Grüße\n\nzweite Zeile"), 1, 3, 270 }, { Kind::page, QString(), 2, 3, 0 },
+        { Kind::page, QStringLiteral("Grüße\n\nzweite Zeile"), 1, 3, 270, {} }, { Kind::page, QString(), 2, 3, 0, {} },
+        { Kind::render, QStringLiteral("/scans/Rechnung.pdf"), 0, 120, -90, {} },
+        { Kind::image, QString(), 0, 4, 0, smallPicture() },
         message(Kind::failed, QStringLiteral("PDF is password protected")), message(Kind::done) };
     QByteArray stream;
     for (const Message &message : sent)
@@ -44,7 +57,11 @@ TEST(ReaderProtocol, framesArriveWholeHoweverSplitAndBytesThatAreNoMessageAreRef
     shortBody[3] = char(shortBody[3] - 1);
     QByteArray trailing = done + 'x';
     trailing[3] = char(trailing[3] + 1);
-    for (const QByteArray &bytes : { unknownKind, shortBody, trailing, QByteArray("\x7f\xff\xff\xff", 4) }) {
+    // A picture whose size claims one pixel more than it carries.
+    QByteArray wrongSize = frame({ Kind::image, QString(), 0, 1, 0, smallPicture() });
+    const qsizetype widthAt = wrongSize.indexOf(QByteArray("\0\0\0\x03\0\0\0\x02", 8));
+    wrongSize[widthAt + 3] = char(4);
+    for (const QByteArray &bytes : { unknownKind, shortBody, trailing, wrongSize, QByteArray("\x7f\xff\xff\xff", 4) }) {
         FrameReader reader;
         EXPECT_THROW(received(bytes, bytes.size(), reader), ProtocolError) << bytes.toHex().toStdString();
     }

@@ -1,12 +1,17 @@
 // fake_reader: answers as vellumark-reader does, for fake scans (support/FakeScans.h), without reading
-// any picture. Requests arrive on standard input and answers leave on standard output; the options the
-// real reader takes are accepted and ignored.
+// any picture; a page it renders is a small picture of its own. Requests arrive on standard input and answers leave on
+// standard output; the options the real reader takes are accepted and ignored.
+#include "ocr/PageImage.h"
 #include "ocr/ReaderProtocol.h"
 #include "support/FakeScans.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QThread>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <sys/prctl.h>
@@ -61,9 +66,52 @@ void read(const QString &path)
             rotation = text.section(QLatin1Char('\n'), 0, 0).mid(10).toInt();
             text = text.section(QLatin1Char('\n'), 1);
         }
-        send({ Kind::page, text, qint32(index), qint32(pages.size()), rotation });
+        send({ Kind::page, text, qint32(index), qint32(pages.size()), rotation, {} });
     }
     send(message(Kind::done));
+}
+
+// A portrait page, white with a dark bar along its top, turned as asked.
+QImage fakePage(int maxPixel, int rotation)
+{
+    QImage page(maxPixel * 3 / 4, maxPixel, QImage::Format_ARGB32_Premultiplied);
+    page.fill(Qt::white);
+    for (int y = 0; y < page.height() / 8; ++y)
+        std::fill_n(reinterpret_cast<QRgb *>(page.scanLine(y)), page.width(), qRgb(0, 0, 0));
+    return OCR::turned(page, rotation);
+}
+
+void appendLine(const QString &path, const QByteArray &line)
+{
+    QFile log(path);
+    if (log.open(QIODevice::Append))
+        log.write(line + '\n');
+}
+
+void render(const Message &request)
+{
+    QFile file(request.text);
+    if (!file.open(QIODevice::ReadOnly))
+        return send(message(Kind::failed, QStringLiteral("The file couldn't be read: ") + file.errorString()));
+    const QByteArray bytes = file.readAll();
+    if (!bytes.startsWith(fakeScanMarker))
+        return send(message(Kind::failed, QStringLiteral("Not a readable PDF")));
+    const QDir folder = QFileInfo(request.text).dir();
+    const QString marker = request.text + QStringLiteral(".rendering");
+    appendLine(marker, {});
+    const qsizetype rendering = folder.entryList({ QStringLiteral("*.rendering") }, QDir::Files).size();
+    appendLine(folder.filePath(QString::fromLatin1(fakeRenderLog)),
+        QFileInfo(request.text).fileName().toUtf8() + ' ' + QByteArray::number(rendering));
+    if (bytes.contains(fakeRenderCrash))
+        ::raise(SIGKILL);
+    while (bytes.contains(fakeRenderHang)
+        || (bytes.contains(fakeRenderWait) && !QFile::exists(request.text + QStringLiteral(".go"))))
+        QThread::msleep(10);
+    QFile::remove(marker);
+    const qint32 count = qint32(bytes.count('\f') + 1);
+    if (request.index >= count)
+        return send(message(Kind::failed, QStringLiteral("PDF has no page %1").arg(request.index + 1)));
+    send({ Kind::image, {}, request.index, count, 0, fakePage(request.count, request.rotation) });
 }
 
 } // namespace
@@ -78,6 +126,8 @@ int main()
         while (const std::optional<Message> message = request(frames)) {
             if (message->kind == Kind::read)
                 read(message->text);
+            else if (message->kind == Kind::render)
+                render(*message);
         }
     } catch (const ReaderProtocol::ProtocolError &) {
     }

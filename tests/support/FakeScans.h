@@ -8,6 +8,16 @@
 // separated by form feeds. A page may start with "@rotation=DEGREES\n" to be read as turned.
 inline constexpr char fakeScanMarker[] = "%FAKE-SCAN\n";
 
+// Rendering a fake scan gives a portrait picture, white with a dark bar along its top, turned as asked.
+// Each render appends the file's name and how many renders of the folder's fake scans are under way
+// (this one included) as a line to fakeRenderLog in the scan's folder. A scan that holds one of these
+// directives anywhere makes the reader end at once, hang, or wait until a file of the scan's path with
+// ".go" added exists.
+inline constexpr char fakeRenderLog[] = "renders.log";
+inline constexpr char fakeRenderCrash[] = "@render=crash";
+inline constexpr char fakeRenderHang[] = "@render=hang";
+inline constexpr char fakeRenderWait[] = "@render=wait";
+
 // Writes a fake scan of `pages`, making its folders as needed.
 void writeFakeScan(const QString &path, const QStringList &pages);
 
