@@ -147,7 +147,7 @@ void DocumentTable::applySelection()
     QItemSelection selection;
     for (std::int64_t id : library_.selection()) {
         if (const std::optional<int> row = model_->rowOf(id))
-            selection.select(model_->index(*row, 0), model_->index(*row, Column::columnCount - 1));
+            selection.select(model_->index(*row, 0), model_->index(*row, Column::columnTotal - 1));
     }
     applying_ = true;
     view_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);

@@ -13,6 +13,7 @@
 #include <QDesktopServices>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QStackedWidget>
 #include <QStatusBar>
 
@@ -124,6 +125,7 @@ void MainWindow::buildMenus()
     connect(&updates_, &UpdateCheck::canCheckChanged, this,
         [this] { checkForUpdates_->setEnabled(updates_.canCheck()); });
     connect(checkForUpdates_, &QAction::triggered, &updates_, &UpdateCheck::checkNow);
+    connect(&updates_, &UpdateCheck::finished, this, &MainWindow::showUpdateResult);
 }
 
 void MainWindow::chooseFolder()
@@ -150,4 +152,33 @@ void MainWindow::updateTitle()
 void MainWindow::updatePauseItem()
 {
     pause_->setText(library_.paused() ? QStringLiteral("Resume Processing") : QStringLiteral("Pause Processing"));
+}
+
+void MainWindow::showUpdateResult(const UpdateCheck::Result &result)
+{
+    QMessageBox box(QMessageBox::Information, QStringLiteral("Check for Updates"), QString(), QMessageBox::NoButton, this);
+    box.setObjectName(QStringLiteral("updateResult"));
+    QPushButton *open = nullptr;
+    switch (result.outcome) {
+    case UpdateCheck::Result::Outcome::newer:
+        box.setText(QStringLiteral("Vellumark ") + result.version + QStringLiteral(" is available"));
+        box.setInformativeText(QStringLiteral("You have version ") + QApplication::applicationVersion() + QStringLiteral("."));
+        open = box.addButton(QStringLiteral("Open Release Page"), QMessageBox::AcceptRole);
+        box.addButton(QStringLiteral("Not Now"), QMessageBox::RejectRole);
+        break;
+    case UpdateCheck::Result::Outcome::upToDate:
+        box.setText(QStringLiteral("Vellumark is up to date"));
+        box.setInformativeText(QStringLiteral("Version ") + QApplication::applicationVersion() + QStringLiteral(" is the newest."));
+        box.addButton(QMessageBox::Ok);
+        break;
+    case UpdateCheck::Result::Outcome::failed:
+        box.setIcon(QMessageBox::Warning);
+        box.setText(QStringLiteral("Couldn't check for updates"));
+        box.setInformativeText(result.message);
+        box.addButton(QMessageBox::Ok);
+        break;
+    }
+    prompts_.run(box);
+    if (open && box.clickedButton() == open)
+        QDesktopServices::openUrl(result.page);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ui/Prompts.h"
+#include "ui/UpdateCheck.h"
 
 #include <QMainWindow>
 
@@ -9,7 +10,6 @@ class LibraryView;
 class QAction;
 class QStackedWidget;
 class StatusBarView;
-class UpdateCheck;
 class WelcomeView;
 
 // The window a person lives in: the welcome view until a folder is open, then the sidebar, the table and
@@ -36,6 +36,7 @@ private:
     void folderChanged();
     void updateTitle();
     void updatePauseItem();
+    void showUpdateResult(const UpdateCheck::Result &result);
 
     Library &library_;
     Prompts prompts_;

@@ -150,7 +150,7 @@ int main(int argc, char *argv[])
     QSettings().setValue(Library::folderPathKey, folder);
 
     Library library;
-    UpdateCheck updates(u"/nonexistent/update.conf"_s);
+    UpdateCheck updates(UpdateSource {}, u"0.1.0"_s);
     MainWindow window(library, Prompts::interactive(), updates);
     window.resize(1280, 800);
     window.show();

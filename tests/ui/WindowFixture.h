@@ -141,7 +141,7 @@ protected:
 
     QTemporaryDir folder;
     StubModelServer server;
-    UpdateCheck updates { u"/nonexistent/update.conf"_s };
+    UpdateCheck updates { UpdateSource {}, u"0.1.0"_s };
     std::unique_ptr<Library> library;
     std::unique_ptr<MainWindow> window;
     std::optional<QString> chosenFolder;
