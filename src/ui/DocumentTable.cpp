@@ -206,8 +206,8 @@ QMenu *DocumentTable::menuFor(const DocumentIDSet &ids, QWidget *parent)
         action->setObjectName(name);
         return action;
     };
-    connect(add(nullptr, QStringLiteral("openInViewer"), QStringLiteral("Open in PDF Viewer")), &QAction::triggered, this,
-        [this, ids] { DesktopIntegration::openInPreview(library_, ids); });
+    connect(add(nullptr, QStringLiteral("openInViewer"), QStringLiteral("Open in PDF Viewer")), &QAction::triggered,
+        this, [this, ids] { DesktopIntegration::openInPreview(library_, ids); });
     connect(add(nullptr, QStringLiteral("showInFileManager"), QStringLiteral("Show in File Manager")),
         &QAction::triggered, this, [this, ids] { DesktopIntegration::revealInFinder(library_, ids); });
     menu->addSeparator();
@@ -246,7 +246,8 @@ QMenu *DocumentTable::menuFor(const DocumentIDSet &ids, QWidget *parent)
         if (found != library_.documentsByID().end() && found->second.missing)
             missing.insert(id);
     }
-    QAction *remove = add(nullptr, QStringLiteral("removeMissing"), QStringLiteral("Remove Missing Files from Library"));
+    QAction *remove
+        = add(nullptr, QStringLiteral("removeMissing"), QStringLiteral("Remove Missing Files from Library"));
     // Only files that are gone can be removed; present ones would come back with the next look at the folder.
     remove->setEnabled(!missing.empty());
     connect(remove, &QAction::triggered, this, [this, missing] { library_.removeMissing(missing); });

@@ -169,5 +169,6 @@ void LibraryView::updateKinds()
 
 void LibraryView::updateInspectorToggle()
 {
-    inspector_->setToolTip(inspector_->isChecked() ? QStringLiteral("Hide the inspector") : QStringLiteral("Show the inspector"));
+    inspector_->setToolTip(
+        inspector_->isChecked() ? QStringLiteral("Hide the inspector") : QStringLiteral("Show the inspector"));
 }

@@ -63,7 +63,7 @@ QString MainWindow::title(int shown, int present)
 
 void MainWindow::buildMenus()
 {
-    auto addAction = [this](QMenu *menu, const QString &name, const QString &text, const QKeySequence &shortcut = {}) {
+    auto addAction = [](QMenu *menu, const QString &name, const QString &text, const QKeySequence &shortcut = {}) {
         QAction *action = menu->addAction(text);
         action->setObjectName(name);
         action->setShortcut(shortcut);
@@ -75,18 +75,19 @@ void MainWindow::buildMenus()
                 QKeySequence(Qt::CTRL | Qt::Key_O)),
         &QAction::triggered, this, &MainWindow::chooseFolder);
     file->addSeparator();
-    QAction *quit = addAction(file, QStringLiteral("quitAction"), QStringLiteral("Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q));
+    QAction *quit
+        = addAction(file, QStringLiteral("quitAction"), QStringLiteral("Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, qApp, &QApplication::quit);
 
     QMenu *edit = menuBar()->addMenu(QStringLiteral("&Edit"));
-    QAction *preferences = addAction(
-        edit, QStringLiteral("preferencesAction"), QStringLiteral("Preferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    QAction *preferences = addAction(edit, QStringLiteral("preferencesAction"), QStringLiteral("Preferences…"),
+        QKeySequence(Qt::CTRL | Qt::Key_Comma));
     connect(preferences, &QAction::triggered, this, &MainWindow::settingsRequested);
 
     QMenu *libraryMenu = menuBar()->addMenu(QStringLiteral("&Library"));
-    QAction *rescan = addAction(
-        libraryMenu, QStringLiteral("rescanAction"), QStringLiteral("Rescan Folder"), QKeySequence(Qt::CTRL | Qt::Key_R));
+    QAction *rescan = addAction(libraryMenu, QStringLiteral("rescanAction"), QStringLiteral("Rescan Folder"),
+        QKeySequence(Qt::CTRL | Qt::Key_R));
     connect(rescan, &QAction::triggered, this, [this] { library_.rescan(); });
     pause_ = addAction(libraryMenu, QStringLiteral("pauseAction"), QStringLiteral("Pause Processing"),
         QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P));
@@ -104,8 +105,8 @@ void MainWindow::buildMenus()
     folderActions_ = { rescan, pause_, reextractModel, reextractIncomplete, revealDatabase };
 
     QMenu *window = menuBar()->addMenu(QStringLiteral("&Window"));
-    QAction *activity = addAction(
-        window, QStringLiteral("activityAction"), QStringLiteral("Activity"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
+    QAction *activity = addAction(window, QStringLiteral("activityAction"), QStringLiteral("Activity"),
+        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
     connect(activity, &QAction::triggered, this, &MainWindow::activityRequested);
     window->addSeparator();
 
@@ -122,8 +123,8 @@ void MainWindow::buildMenus()
     });
     checkForUpdates_ = addAction(help, QStringLiteral("checkForUpdatesAction"), QStringLiteral("Check for Updates…"));
     checkForUpdates_->setEnabled(updates_.canCheck());
-    connect(&updates_, &UpdateCheck::canCheckChanged, this,
-        [this] { checkForUpdates_->setEnabled(updates_.canCheck()); });
+    connect(
+        &updates_, &UpdateCheck::canCheckChanged, this, [this] { checkForUpdates_->setEnabled(updates_.canCheck()); });
     connect(checkForUpdates_, &QAction::triggered, &updates_, &UpdateCheck::checkNow);
     connect(&updates_, &UpdateCheck::finished, this, &MainWindow::showUpdateResult);
 }
@@ -156,19 +157,22 @@ void MainWindow::updatePauseItem()
 
 void MainWindow::showUpdateResult(const UpdateCheck::Result &result)
 {
-    QMessageBox box(QMessageBox::Information, QStringLiteral("Check for Updates"), QString(), QMessageBox::NoButton, this);
+    QMessageBox box(
+        QMessageBox::Information, QStringLiteral("Check for Updates"), QString(), QMessageBox::NoButton, this);
     box.setObjectName(QStringLiteral("updateResult"));
     QPushButton *open = nullptr;
     switch (result.outcome) {
     case UpdateCheck::Result::Outcome::newer:
         box.setText(QStringLiteral("Vellumark ") + result.version + QStringLiteral(" is available"));
-        box.setInformativeText(QStringLiteral("You have version ") + QApplication::applicationVersion() + QStringLiteral("."));
+        box.setInformativeText(
+            QStringLiteral("You have version ") + QApplication::applicationVersion() + QStringLiteral("."));
         open = box.addButton(QStringLiteral("Open Release Page"), QMessageBox::AcceptRole);
         box.addButton(QStringLiteral("Not Now"), QMessageBox::RejectRole);
         break;
     case UpdateCheck::Result::Outcome::upToDate:
         box.setText(QStringLiteral("Vellumark is up to date"));
-        box.setInformativeText(QStringLiteral("Version ") + QApplication::applicationVersion() + QStringLiteral(" is the newest."));
+        box.setInformativeText(
+            QStringLiteral("Version ") + QApplication::applicationVersion() + QStringLiteral(" is the newest."));
         box.addButton(QMessageBox::Ok);
         break;
     case UpdateCheck::Result::Outcome::failed:

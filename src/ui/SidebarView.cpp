@@ -16,7 +16,7 @@
 
 namespace {
 
-const Organization *find(const Library &library, std::int64_t id)
+const Organization *organizationWith(const Library &library, std::int64_t id)
 {
     for (const Organization &organization : library.organizations()) {
         if (organization.id == id)
@@ -65,7 +65,8 @@ public:
         if (!text.isEmpty()) {
             painter->save();
             const bool selected = option.state & QStyle::State_Selected;
-            painter->setPen(selected ? option.palette.color(QPalette::HighlightedText) : Tones::secondary(option.palette));
+            painter->setPen(
+                selected ? option.palette.color(QPalette::HighlightedText) : Tones::secondary(option.palette));
             QRect countRect = option.rect.adjusted(0, 0, -8, 0);
             painter->drawText(countRect, Qt::AlignRight | Qt::AlignVCenter, text);
             painter->restore();
@@ -171,7 +172,7 @@ QMenu *SidebarView::menuFor(std::int64_t organization, QWidget *parent)
 
 void SidebarView::rename(std::int64_t organization)
 {
-    const Organization *found = find(library_, organization);
+    const Organization *found = organizationWith(library_, organization);
     if (!found)
         return;
     RenameDialog dialog(found->name, this);
@@ -182,8 +183,8 @@ void SidebarView::rename(std::int64_t organization)
 
 void SidebarView::confirmMerge(std::int64_t source, std::int64_t target)
 {
-    const Organization *from = find(library_, source);
-    const Organization *into = find(library_, target);
+    const Organization *from = organizationWith(library_, source);
+    const Organization *into = organizationWith(library_, target);
     if (!from || !into || source == target)
         return;
     QMessageBox box(QMessageBox::Question, QStringLiteral("Merge Organizations"),
@@ -203,7 +204,7 @@ void SidebarView::confirmMerge(std::int64_t source, std::int64_t target)
 
 void SidebarView::confirmDelete(std::int64_t organization)
 {
-    const Organization *found = find(library_, organization);
+    const Organization *found = organizationWith(library_, organization);
     if (!found)
         return;
     QMessageBox box(QMessageBox::Warning, QStringLiteral("Delete Organization"),

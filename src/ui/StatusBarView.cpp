@@ -54,17 +54,18 @@ StatusBarView::StatusBarView(Library &library, QWidget *parent)
 
     pause_ = button(QStringLiteral("pauseButton"), QStringLiteral("pause.fill"), QStringLiteral("Pause"), QString());
     connect(pause_, &QToolButton::clicked, this, [this] { library_.setPaused(!library_.paused()); });
-    QToolButton *activity = button(QStringLiteral("activityButton"), QStringLiteral("list.bullet.rectangle"),
-        QStringLiteral("Activity"), QStringLiteral("Every local model request and text read this session (Ctrl+Shift+L)"));
+    QToolButton *activity
+        = button(QStringLiteral("activityButton"), QStringLiteral("list.bullet.rectangle"), QStringLiteral("Activity"),
+            QStringLiteral("Every local model request and text read this session (Ctrl+Shift+L)"));
     connect(activity, &QToolButton::clicked, this, &StatusBarView::activityRequested);
     QToolButton *database = button(QStringLiteral("databaseButton"), QStringLiteral("cylinder.split.1x2"),
         QStringLiteral("Vellumark.sqlite"), QStringLiteral("Show the database in the file manager"));
     connect(database, &QToolButton::clicked, this, [this] { DesktopIntegration::revealDatabase(library_); });
 
-    for (auto signal : { &Library::pendingCountsChanged, &Library::currentOCRChanged, &Library::currentExtractionChanged,
-             &Library::pausedChanged, &Library::requestedChanged, &Library::modelProblemChanged,
-             &Library::modelWaitingChanged, &Library::readingChanged, &Library::extractingChanged,
-             &Library::folderChanged })
+    for (auto signal : { &Library::pendingCountsChanged, &Library::currentOCRChanged,
+             &Library::currentExtractionChanged, &Library::pausedChanged, &Library::requestedChanged,
+             &Library::modelProblemChanged, &Library::modelWaitingChanged, &Library::readingChanged,
+             &Library::extractingChanged, &Library::folderChanged })
         connect(&library_, signal, this, &StatusBarView::refresh);
     refresh();
 }
@@ -105,18 +106,19 @@ void StatusBarView::refresh()
     if (line.model)
         modelIcon_->setPixmap(Icons::symbol(line.modelIcon).pixmap(16, 16));
     QPalette orange = model_->palette();
-    orange.setColor(QPalette::WindowText, line.modelIcon == u"hourglass" ? palette().color(QPalette::WindowText)
-                                                                         : Tones::orange(palette()));
+    orange.setColor(QPalette::WindowText,
+        line.modelIcon == u"hourglass" ? palette().color(QPalette::WindowText) : Tones::orange(palette()));
     model_->setPalette(orange);
 
     const bool paused = library_.paused();
     pause_->setText(paused ? QStringLiteral("Resume") : QStringLiteral("Pause"));
     pause_->setAccessibleName(pause_->text());
     pause_->setIcon(Icons::symbol(paused ? u"play.fill" : u"pause.fill"));
-    pause_->setToolTip(paused ? QStringLiteral("Resume reading text and finding organizations and dates")
-                              : QStringLiteral("Pause reading text and finding organizations and dates. One scan is read "
-                                               "and one is sent to the model at a time; whatever is in progress starts "
-                                               "over on resume."));
+    pause_->setToolTip(paused
+            ? QStringLiteral("Resume reading text and finding organizations and dates")
+            : QStringLiteral("Pause reading text and finding organizations and dates. One scan is read "
+                             "and one is sent to the model at a time; whatever is in progress starts "
+                             "over on resume."));
     setAccessibleDescription(summary());
 }
 

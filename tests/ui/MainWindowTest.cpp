@@ -1,5 +1,3 @@
-#include "WindowFixture.h"
-
 #include "library/DocumentTableModel.h"
 #include "library/SidebarModel.h"
 #include "ui/DocumentTable.h"
@@ -10,6 +8,7 @@
 #include "ui/StatusBarView.h"
 
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -20,6 +19,8 @@
 #include <QTableView>
 #include <QTest>
 #include <QToolButton>
+
+#include "WindowFixture.h"
 
 namespace {
 
@@ -53,7 +54,10 @@ protected:
         ADD_FAILURE() << qPrintable(name);
         return {};
     }
-    bool welcomeShown() const { return find<QStackedWidget>(u"content"_s)->currentWidget()->objectName() == u"welcome"_s; }
+    bool welcomeShown() const
+    {
+        return find<QStackedWidget>(u"content"_s)->currentWidget()->objectName() == u"welcome"_s;
+    }
 };
 
 TEST_F(MainWindowTest, welcomeOffersTheRememberedFolderShowsAFailedOpenAndGivesWayToTheOpenFolder)
@@ -78,7 +82,8 @@ TEST_F(MainWindowTest, welcomeOffersTheRememberedFolderShowsAFailedOpenAndGivesW
     find<QPushButton>(u"chooseScansFolder"_s)->click();
     QLabel *error = find<QLabel>(u"openError"_s);
     EXPECT_TRUE(error->isVisible());
-    EXPECT_TRUE(error->text().startsWith(u"Couldn't open Vellumark.sqlite in Letters: "_s)) << error->text();
+    EXPECT_TRUE(error->text().startsWith(u"Couldn't open Vellumark.sqlite in Letters: "_s))
+        << qPrintable(error->text());
     EXPECT_TRUE(welcomeShown());
 
     const QString scans = path(u"Scans"_s);
@@ -86,7 +91,6 @@ TEST_F(MainWindowTest, welcomeOffersTheRememberedFolderShowsAFailedOpenAndGivesW
     writeFakeScan(QDir(scans).filePath(u"a.pdf"_s), { u"Dear member, the garden party is on"_s });
     chosenFolder = scans;
     find<QPushButton>(u"openLastFolder"_s)->click();
-    EXPECT_EQ(chooserStartedIn, blocker.fileName());
     ASSERT_TRUE(waitForQuiet());
     EXPECT_FALSE(welcomeShown());
     EXPECT_TRUE(action(u"rescanAction"_s)->isEnabled());
@@ -98,6 +102,9 @@ TEST_F(MainWindowTest, welcomeOffersTheRememberedFolderShowsAFailedOpenAndGivesW
     QDir(scans).removeRecursively();
     showWindow();
     library->restore();
+    chosenFolder.reset();
+    window->findChild<QAction *>(u"openFolderAction"_s)->trigger();
+    EXPECT_EQ(chooserStartedIn, scans);
     QPushButton *openLast = find<QPushButton>(u"openLastFolder"_s);
     EXPECT_TRUE(openLast->isVisible());
     EXPECT_EQ(openLast->text(), u"Open “Scans”…"_s);
@@ -194,7 +201,7 @@ TEST_F(MainWindowTest, pausingShowsInTheMenuTheStatusBarAndTheRows)
     ASSERT_TRUE(waitUntil([&] { return library->documentsByID().size() == 2; }));
     EXPECT_EQ(action(u"pauseAction"_s)->text(), u"Resume Processing"_s);
     StatusBarView *status = find<StatusBarView>(u"statusBar"_s);
-    EXPECT_TRUE(status->summary().startsWith(u"Paused: 2 to read"_s)) << status->summary();
+    EXPECT_TRUE(status->summary().startsWith(u"Paused: 2 to read"_s)) << qPrintable(status->summary());
     EXPECT_FALSE(status->summary().contains(u"to extract"_s));
     EXPECT_EQ(cell(idOf(u"one.pdf"_s), Column::status), u"Paused"_s);
     EXPECT_EQ(find<QToolButton>(u"pauseButton"_s)->text(), u"Resume"_s);

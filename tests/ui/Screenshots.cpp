@@ -49,8 +49,7 @@ const std::vector<Letter> letters {
         { u"CITY WATER WORKS"_s, u"1 July 2023"_s, u"Water bill for the second quarter"_s, u"Amount due: 79.10"_s } },
     { u"2023-05-19 telecom.pdf"_s, u"Kestrel Telecom"_s, u"Contract"_s, u"2023-05-19"_s,
         { u"KESTREL TELECOM"_s, u"19 May 2023"_s, u"Your new broadband contract"_s, u"24 months at 32.00"_s } },
-    { u"scan0007.pdf"_s, QString(), u"Other"_s, QString(),
-        { u"Notes from the meeting"_s, u"bring the ladder"_s } },
+    { u"scan0007.pdf"_s, QString(), u"Other"_s, QString(), { u"Notes from the meeting"_s, u"bring the ladder"_s } },
 };
 
 bool waitUntil(const std::function<bool()> &done, int seconds = 300)
@@ -101,7 +100,11 @@ void save(QWidget &window, const QString &folder, const QString &name)
 // The model's answer for a page: the letter whose first line the prompt holds.
 StubReply answer(const StubRequest &request)
 {
-    const QString prompt = QJsonDocument::fromJson(request.body).object().value(u"messages"_s).toArray().last()
+    const QString prompt = QJsonDocument::fromJson(request.body)
+                               .object()
+                               .value(u"messages"_s)
+                               .toArray()
+                               .last()
                                .toObject()
                                .value(u"content"_s)
                                .toString()

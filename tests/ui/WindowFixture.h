@@ -1,5 +1,6 @@
 #pragma once
 
+// First, so that failing comparisons of texts print them.
 #include "library/BlockingWait.h"
 #include "library/Library.h"
 #include "support/FakeScans.h"
@@ -62,22 +63,24 @@ protected:
     void fileEverythingAs(const QString &organization, const QString &kind, const QString &date)
     {
         server.reply(u"POST"_s, u"/api/chat"_s,
-            { StubModelServer::ollamaChat(uR"({"firstPage":true,"kind":"%1","organization":"%2","dateLabel":"Date","date":"%3"})"_s
-                                              .arg(kind, organization, date)) });
+            { StubModelServer::ollamaChat(
+                uR"({"firstPage":true,"kind":"%1","organization":"%2","dateLabel":"Date","date":"%3"})"_s.arg(
+                    kind, organization, date)) });
     }
 
     QString path(const QString &name) const { return QDir(folder.path()).filePath(name); }
     QString fakeScan(const QString &name, const QString &text)
     {
-        writeFakeScan(path(name), { text });
+        // Long enough for the model to be asked about it.
+        writeFakeScan(path(name), { text + u", with kind regards from the office and our thanks for your letter."_s });
         return path(name);
     }
 
     // The window, with no folder open yet.
     MainWindow &showWindow()
     {
-        library = std::make_unique<Library>(
-            LibraryOptions { .searchDelay = 0ms, .modelRetry = 30ms, .modelPoll = 30ms });
+        library
+            = std::make_unique<Library>(LibraryOptions { .searchDelay = 0ms, .modelRetry = 30ms, .modelPoll = 30ms });
         Prompts prompts;
         prompts.chooseFolder = [this](QWidget *, const QString &startIn) {
             chooserStartedIn = startIn;
@@ -88,6 +91,8 @@ protected:
             return answer ? answer(dialog) : int(QDialog::Rejected);
         };
         window = std::make_unique<MainWindow>(*library, prompts, updates);
+        synced = false;
+        QObject::connect(library.get(), &Library::synced, window.get(), [this] { synced = true; });
         window->show();
         return *window;
     }
@@ -104,8 +109,8 @@ protected:
     bool waitForQuiet()
     {
         return waitUntil([&] {
-            return library->folder() && library->pendingOCR() == 0 && library->pendingExtraction() == 0
-                && !library->isReading() && !library->isExtracting();
+            return synced && library->pendingOCR() == 0 && library->pendingExtraction() == 0 && !library->isReading()
+                && !library->isExtracting();
         });
     }
 
@@ -148,4 +153,6 @@ protected:
     QString chooserStartedIn;
     std::function<int(QDialog &)> answer;
     std::vector<QString> dialogsShown;
+    // Whether the open folder's files were compared with its catalogue since the window was made.
+    bool synced = false;
 };
