@@ -79,15 +79,16 @@ DocumentTable::DocumentTable(Library &library, Prompts &prompts, QWidget *parent
     header->setSortIndicatorShown(true);
     header->setStretchLastSection(false);
     header->setMinimumSectionSize(28);
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     header->setSectionResizeMode(QHeaderView::Interactive);
     header->setSectionResizeMode(Column::thumbnail, QHeaderView::Fixed);
     header->setSectionResizeMode(Column::file, QHeaderView::Stretch);
     header->resizeSection(Column::thumbnail, ThumbnailDelegate::columnWidth);
-    header->resizeSection(Column::date, 110);
-    header->resizeSection(Column::organization, 200);
-    header->resizeSection(Column::type, 130);
-    header->resizeSection(Column::pages, 60);
-    header->resizeSection(Column::status, 140);
+    header->resizeSection(Column::date, 100);
+    header->resizeSection(Column::organization, 170);
+    header->resizeSection(Column::type, 150);
+    header->resizeSection(Column::pages, 54);
+    header->resizeSection(Column::status, 130);
     connect(header, &QHeaderView::sectionClicked, this, &DocumentTable::sortBy);
 
     stack_ = new QStackedLayout(this);

@@ -2,6 +2,7 @@
 
 #include "library/Library.h"
 #include "ui/DocumentTable.h"
+#include "ui/EmptyState.h"
 #include "ui/Icons.h"
 #include "ui/SidebarView.h"
 
@@ -67,7 +68,7 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
     inspector_->setText(QStringLiteral("Inspector"));
     inspector_->setAccessibleName(QStringLiteral("Inspector"));
     inspector_->setCheckable(true);
-    inspector_->setChecked(true);
+    inspector_->setChecked(false);
     inspector_->setAutoRaise(true);
 
     toolbar->addWidget(search_);
@@ -90,7 +91,9 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
     sidebar_ = new SidebarView(library_, prompts, this);
     table_ = new DocumentTable(library_, prompts, this);
     // The inspector of the selected scans takes this place.
-    inspectorPane_ = new QWidget(this);
+    auto *placeholder = new EmptyState(this);
+    placeholder->show(QStringLiteral("sidebar.right"), QStringLiteral("No Selection"), QString());
+    inspectorPane_ = placeholder;
     inspectorPane_->setObjectName(QStringLiteral("inspector"));
     inspectorPane_->setAccessibleName(QStringLiteral("Inspector"));
     inspectorPane_->setMinimumWidth(260);
@@ -105,6 +108,7 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
     splitter->setStretchFactor(2, 0);
     splitter->setCollapsible(1, false);
     splitter->setSizes({ 220, 760, 300 });
+    inspectorPane_->setVisible(false);
 
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);

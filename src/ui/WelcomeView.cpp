@@ -4,6 +4,7 @@
 #include "ui/Icons.h"
 #include "ui/Tones.h"
 
+#include <QEvent>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -19,9 +20,16 @@ QLabel *paragraph(const QString &text, QWidget *parent)
     auto *label = new QLabel(text, parent);
     label->setWordWrap(true);
     label->setAlignment(Qt::AlignHCenter);
-    label->setMaximumWidth(textWidth);
+    // A fixed width lets the label know its height, so that no line is cut off.
+    label->setFixedWidth(textWidth);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     return label;
+}
+
+// A label that wraps in a layout that centres it gets only one line's height unless told its height.
+void fitHeight(QLabel *label)
+{
+    label->setMinimumHeight(std::max(label->heightForWidth(label->width()), 0));
 }
 
 } // namespace
@@ -44,9 +52,9 @@ WelcomeView::WelcomeView(Library &library, QWidget *parent)
     title->setFont(titleFont);
     title->setAlignment(Qt::AlignHCenter);
 
-    auto *intro = paragraph(QStringLiteral("Choose the folder your scanner saves PDFs to. Vellumark reads the text of "
-                                           "each scan and works out who it's from and when, so you can search and "
-                                           "sort them."),
+    intro_ = paragraph(QStringLiteral("Choose the folder your scanner saves PDFs to. Vellumark reads the text of "
+                                      "each scan and works out who it's from and when, so you can search and "
+                                      "sort them."),
         this);
 
     openLast_ = new QPushButton(this);
@@ -81,10 +89,8 @@ WelcomeView::WelcomeView(Library &library, QWidget *parent)
         this);
     footer->setObjectName(QStringLiteral("privacyNote"));
     footer->setWordWrap(true);
-    footer->setMaximumWidth(textWidth - 24);
-    QPalette secondary = footer->palette();
-    secondary.setColor(QPalette::WindowText, Tones::secondary(palette()));
-    footer->setPalette(secondary);
+    footer->setFixedWidth(textWidth - 24);
+    footer_ = footer;
     auto *footerRow = new QHBoxLayout;
     footerRow->addStretch();
     footerRow->addWidget(footerIcon, 0, Qt::AlignTop);
@@ -97,7 +103,7 @@ WelcomeView::WelcomeView(Library &library, QWidget *parent)
     column->addSpacing(8);
     column->addWidget(title);
     column->addSpacing(8);
-    column->addWidget(intro, 0, Qt::AlignHCenter);
+    column->addWidget(intro_, 0, Qt::AlignHCenter);
     column->addSpacing(16);
     column->addLayout(buttons);
     column->addSpacing(12);
@@ -125,7 +131,24 @@ void WelcomeView::refresh()
     const std::optional<QString> &error = library_.openError();
     error_->setVisible(error.has_value());
     error_->setText(error.value_or(QString()));
+    recolour();
+    for (QLabel *label : { intro_, error_, footer_ })
+        fitHeight(label);
+}
+
+void WelcomeView::recolour()
+{
     QPalette red = error_->palette();
     red.setColor(QPalette::WindowText, Tones::red(palette()));
     error_->setPalette(red);
+    QPalette secondary = footer_->palette();
+    secondary.setColor(QPalette::WindowText, Tones::secondary(palette()));
+    footer_->setPalette(secondary);
+}
+
+void WelcomeView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        recolour();
 }

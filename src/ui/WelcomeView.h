@@ -17,12 +17,18 @@ Q_SIGNALS:
     // Either button: the folder chooser should open.
     void chooseFolderRequested();
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
     void refresh();
+    void recolour();
 
     Library &library_;
     QPushButton *openLast_;
     QPushButton *chooseOther_;
     QPushButton *choose_;
+    QLabel *intro_;
     QLabel *error_;
+    QLabel *footer_;
 };

@@ -11,9 +11,11 @@
 #include <QApplication>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QStyle>
 #include <QStyleFactory>
 #include <QTemporaryDir>
 
@@ -34,22 +36,34 @@ struct Letter {
 };
 
 const std::vector<Letter> letters {
-    { u"2024-03-12 water.pdf"_s, u"City Water Works"_s, u"Bill"_s, u"2024-03-12"_s,
+    { u"2024-03-12 water.pdf"_s, u"City Water Works"_s, u"Utility bill"_s, u"2024-03-12"_s,
         { u"CITY WATER WORKS"_s, u"12 March 2024"_s, u"Water bill for the first quarter"_s, u"Amount due: 84.20"_s } },
     { u"2024-02-02 garden.pdf"_s, u"Garden Club"_s, u"Letter"_s, u"2024-02-02"_s,
         { u"VILLAGE GARDEN CLUB"_s, u"2 February 2024"_s, u"Dear member,"_s, u"our spring party is on 20 April."_s } },
-    { u"2023-11-28 insurance.pdf"_s, u"Northbank Insurance"_s, u"Policy"_s, u"2023-11-28"_s,
+    { u"2023-11-28 insurance.pdf"_s, u"Northbank Insurance"_s, u"Insurance policy or notice"_s, u"2023-11-28"_s,
         { u"NORTHBANK INSURANCE"_s, u"28 November 2023"_s, u"Your home insurance policy"_s, u"renews on 1 January."_s },
         180 },
-    { u"2023-10-05 dentist.pdf"_s, u"Riverside Dental"_s, u"Invoice"_s, u"2023-10-05"_s,
+    { u"2023-10-05 dentist.pdf"_s, u"Riverside Dental"_s, u"Medical bill"_s, u"2023-10-05"_s,
         { u"RIVERSIDE DENTAL PRACTICE"_s, u"5 October 2023"_s, u"Invoice 2231"_s, u"Check-up and cleaning 95.00"_s } },
-    { u"2023-09-14 council.pdf"_s, u"Riverside Council"_s, u"Tax Document"_s, u"2023-09-14"_s,
+    { u"2023-09-14 council.pdf"_s, u"Riverside Council"_s, u"Tax notice"_s, u"2023-09-14"_s,
         { u"RIVERSIDE COUNCIL"_s, u"14 September 2023"_s, u"Council tax for 2023/24"_s, u"Band C: 1,640.00"_s } },
-    { u"2023-07-01 water.pdf"_s, u"City Water Works"_s, u"Bill"_s, u"2023-07-01"_s,
+    { u"2023-07-01 water.pdf"_s, u"City Water Works"_s, u"Utility bill"_s, u"2023-07-01"_s,
         { u"CITY WATER WORKS"_s, u"1 July 2023"_s, u"Water bill for the second quarter"_s, u"Amount due: 79.10"_s } },
-    { u"2023-05-19 telecom.pdf"_s, u"Kestrel Telecom"_s, u"Contract"_s, u"2023-05-19"_s,
+    { u"2023-05-19 telecom.pdf"_s, u"Kestrel Telecom"_s, u"Contract or agreement"_s, u"2023-05-19"_s,
         { u"KESTREL TELECOM"_s, u"19 May 2023"_s, u"Your new broadband contract"_s, u"24 months at 32.00"_s } },
     { u"scan0007.pdf"_s, QString(), u"Other"_s, QString(), { u"Notes from the meeting"_s, u"bring the ladder"_s } },
+};
+
+// What a letter says after its heading, so that its page looks like one.
+const QStringList body {
+    u"Thank you for your letter of the twelfth, which reached our office on Monday."_s,
+    u"We have reviewed your account and the payments listed for the last quarter."_s,
+    u"No further action is required on your part, and any reminder you may receive"_s,
+    u"in the coming days can safely be ignored. Should you have questions, please"_s,
+    u"call our service team between nine and five on weekdays."_s,
+    QString(),
+    u"Yours sincerely,"_s,
+    u"Customer Services"_s,
 };
 
 bool waitUntil(const std::function<bool()> &done, int seconds = 300)
@@ -97,7 +111,7 @@ void save(QWidget &window, const QString &folder, const QString &name)
     QApplication::setPalette(QApplication::style()->standardPalette());
 }
 
-// The model's answer for a page: the letter whose first line the prompt holds.
+// The model's answer for a page: the letter whose first two lines the prompt holds.
 StubReply answer(const StubRequest &request)
 {
     const QString prompt = QJsonDocument::fromJson(request.body)
@@ -110,7 +124,8 @@ StubReply answer(const StubRequest &request)
                                .toString()
                                .toUpper();
     for (const Letter &letter : letters) {
-        if (!letter.sender.isEmpty() && prompt.contains(letter.lines.front().toUpper()))
+        if (!letter.sender.isEmpty() && prompt.contains(letter.lines.at(0).toUpper())
+            && prompt.contains(letter.lines.at(1).toUpper()))
             return StubModelServer::ollamaChat(
                 uR"({"firstPage":true,"kind":"%1","organization":"%2","dateLabel":"Date","date":"%3"})"_s.arg(
                     letter.kind, letter.sender, letter.date));
@@ -142,8 +157,10 @@ int main(int argc, char *argv[])
     for (const Letter &letter : letters) {
         ScanPage page;
         page.lines = letter.lines;
+        if (!letter.sender.isEmpty())
+            page.lines << QString() << body;
         page.turned = letter.turned;
-        page.fontSize = 22;
+        page.fontSize = 14;
         writeFile(QDir(folder).filePath(letter.file), scanPdf({ page }));
     }
     StubModelServer server;
@@ -168,6 +185,13 @@ int main(int argc, char *argv[])
         })) {
         std::fprintf(stderr, "the scans weren't read and filed in time\n");
         return 2;
+    }
+    for (const auto &[id, document] : library.documentsByID()) {
+        QStringList rotations;
+        for (int rotation : document.pageRotations)
+            rotations << QString::number(rotation);
+        std::fprintf(stderr, "%s: %s rotations %s\n", qPrintable(QFileInfo(document.path).fileName()),
+            qPrintable(document.organizationName.value_or(u"(none)"_s)), qPrintable(rotations.join(u',')));
     }
     library.setSelection({ library.visibleDocuments().front().id });
     // Time for the thumbnails to come back from the renderers.
