@@ -67,6 +67,9 @@ StubModelServer::StubModelServer()
 {
     const auto serve = [this](const httplib::Request &in, httplib::Response &out) { d->serve(in, out); };
     d->server.Get(".*", serve).Post(".*", serve);
+    // One request per connection: a connection a client left open would hold the server's stop for
+    // the whole keep-alive timeout.
+    d->server.set_keep_alive_max_count(1);
     // The socket listens from here on, so clients may connect before the thread accepts.
     d->port = d->server.bind_to_any_port("127.0.0.1");
     d->thread = std::thread([this] { d->server.listen_after_bind(); });
