@@ -1,5 +1,6 @@
 #include "library/DocumentTableModel.h"
 #include "library/SidebarModel.h"
+#include "library/Thumbnails.h"
 #include "ui/DocumentTable.h"
 #include "ui/EmptyState.h"
 #include "ui/LibraryView.h"
@@ -351,4 +352,43 @@ TEST_F(MainWindowTest, anEmptyFolderSaysSoAndEveryControlHasAnAccessibleName)
         const bool named = !widget->accessibleName().isEmpty() || (button && !button->text().isEmpty());
         EXPECT_TRUE(named) << widget->metaObject()->className() << " " << qPrintable(widget->objectName());
     }
+}
+
+TEST_F(MainWindowTest, thumbnailsComeFromTheRenderersAndAHangingFileCostsOnlyItsOwn)
+{
+    for (const QString &name : { u"a.pdf"_s, u"b.pdf"_s, u"c.pdf"_s })
+        fakeScan(name, u"A letter called "_s + name);
+    fakeScan(u"hangs.pdf"_s, QString::fromLatin1(fakeRenderHang) + u" a letter whose picture never comes"_s);
+    openFolder();
+    auto key = [&](const QString &name) {
+        const QModelIndex row = rows().index(*rows().rowOf(idOf(name)), Column::thumbnail);
+        return Thumbnails::key(row.data(DocumentTableModel::PathRole).toString(),
+            row.data(DocumentTableModel::ModifiedRole).toDateTime(),
+            row.data(DocumentTableModel::RotationRole).toInt());
+    };
+    auto renders = [&](const QString &name) {
+        QFile log(path(QString::fromLatin1(fakeRenderLog)));
+        if (!log.open(QIODevice::ReadOnly))
+            return 0;
+        return int(QString::fromUtf8(log.readAll()).count(name));
+    };
+    // The table paints, asks for every thumbnail, and gets those of the files that render while the
+    // other file's renderer hangs.
+    ASSERT_TRUE(waitUntil([&] {
+        table().view()->viewport()->repaint();
+        return Thumbnails::shared().cached(key(u"a.pdf"_s)) && Thumbnails::shared().cached(key(u"b.pdf"_s))
+            && Thumbnails::shared().cached(key(u"c.pdf"_s));
+    }));
+    EXPECT_EQ(renders(u"hangs.pdf"_s), 1);
+    // Painting on after the hung render was given up neither shows a picture for it nor tries again.
+    QDeadlineTimer past(3s);
+    while (!past.hasExpired()) {
+        table().view()->viewport()->repaint();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    }
+    EXPECT_FALSE(Thumbnails::shared().cached(key(u"hangs.pdf"_s)));
+    EXPECT_EQ(renders(u"hangs.pdf"_s), 1);
+    // A picture of a page, upright.
+    const QImage upright = *Thumbnails::shared().cached(key(u"a.pdf"_s));
+    EXPECT_LT(upright.width(), upright.height());
 }

@@ -50,6 +50,8 @@ protected:
         server.serveOllama({ u"qwen2.5:3b"_s });
         fileEverythingAs(u"Garden Club"_s, u"Letter"_s, u"2024-03-05"_s);
         QSettings().setValue(u"ModelServer"_s, server.url().toString());
+        // Read when the app's thumbnails are first asked for: a renderer that hangs is given up soon.
+        QSettings().setValue(u"RenderTimeoutSeconds"_s, 2);
     }
     ~WindowTest() override
     {
