@@ -27,6 +27,7 @@ constexpr Symbol symbols[] = {
     { u"gearshape.2", { u"system-run", u"emblem-system" } },
     { u"hourglass", { u"appointment-soon" } },
     { u"line.3.horizontal.decrease.circle", { u"view-filter" } },
+    { u"list.bullet.rectangle", { u"view-list-details", u"view-list-text" } },
     { u"lock.shield", { u"security-high" } },
     { u"magnifyingglass", { u"edit-find", u"system-search" } },
     { u"pause.circle", { u"media-playback-pause" } },

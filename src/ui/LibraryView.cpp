@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QSignalBlocker>
 #include <QSplitter>
+#include <QTableView>
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -135,9 +136,17 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
     setTabOrder(search_, year_);
     setTabOrder(year_, kind_);
     setTabOrder(kind_, inspector_);
+    setTabOrder(inspector_, sidebar_);
+    setTabOrder(sidebar_, table_->view());
     updateYears();
     updateKinds();
     updateInspectorToggle();
+}
+
+void LibraryView::focusSearch()
+{
+    search_->setFocus(Qt::ShortcutFocusReason);
+    search_->selectAll();
 }
 
 int LibraryView::shownCount() const

@@ -18,6 +18,8 @@ class LibraryView : public QWidget {
 public:
     LibraryView(Library &library, Prompts &prompts, QWidget *parent = nullptr);
 
+    // Puts the cursor in the search field, its text selected.
+    void focusSearch();
     // How many scans the table shows.
     int shownCount() const;
     DocumentTable *table() const { return table_; }

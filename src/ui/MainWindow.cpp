@@ -81,6 +81,9 @@ void MainWindow::buildMenus()
     connect(quit, &QAction::triggered, qApp, &QApplication::quit);
 
     QMenu *edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    QAction *find = addAction(edit, QStringLiteral("findAction"), QStringLiteral("Find"), QKeySequence::Find);
+    connect(find, &QAction::triggered, this, [this] { libraryView_->focusSearch(); });
+    edit->addSeparator();
     QAction *preferences = addAction(edit, QStringLiteral("preferencesAction"), QStringLiteral("Preferences…"),
         QKeySequence(Qt::CTRL | Qt::Key_Comma));
     connect(preferences, &QAction::triggered, this, &MainWindow::settingsRequested);
@@ -102,7 +105,7 @@ void MainWindow::buildMenus()
     QAction *revealDatabase = addAction(
         libraryMenu, QStringLiteral("revealDatabaseAction"), QStringLiteral("Show Database in File Manager"));
     connect(revealDatabase, &QAction::triggered, this, [this] { DesktopIntegration::revealDatabase(library_); });
-    folderActions_ = { rescan, pause_, reextractModel, reextractIncomplete, revealDatabase };
+    folderActions_ = { find, rescan, pause_, reextractModel, reextractIncomplete, revealDatabase };
 
     QMenu *window = menuBar()->addMenu(QStringLiteral("&Window"));
     QAction *activity = addAction(window, QStringLiteral("activityAction"), QStringLiteral("Activity"),

@@ -179,6 +179,10 @@ int main(int argc, char *argv[])
     save(window, output, u"welcome"_s);
 
     library.open(folder, true);
+    // While the scans are read.
+    waitUntil([&] { return library.isReading() && library.documentsByID().size() == letters.size(); });
+    waitUntil([&] { return library.pendingOCR() < int(letters.size()) - 1; });
+    save(window, output, u"working"_s);
     if (!waitUntil([&] {
             return library.folder() && library.documentsByID().size() == letters.size() && library.pendingOCR() == 0
                 && library.pendingExtraction() == 0 && !library.isReading() && !library.isExtracting();
@@ -199,5 +203,16 @@ int main(int argc, char *argv[])
     while (!settle.hasExpired())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     save(window, output, u"main-window"_s);
+
+    // The model server gone: text is still read, filing waits.
+    QSettings().setValue(u"ModelServer"_s, u"http://127.0.0.1:9"_s);
+    library.modelSettingsChanged();
+    ScanPage page;
+    page.lines = QStringList { u"OAKWOOD LIBRARY"_s, u"3 April 2024"_s, QString() } + body;
+    page.fontSize = 14;
+    writeFile(QDir(folder).filePath(u"2024-04-03 library.pdf"_s), scanPdf({ page }));
+    library.rescan();
+    waitUntil([&] { return library.modelProblem() && library.pendingOCR() == 0 && !library.isReading(); });
+    save(window, output, u"model-unavailable"_s);
     return 0;
 }
