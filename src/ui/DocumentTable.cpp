@@ -56,7 +56,7 @@ DocumentTable::DocumentTable(Library &library, Prompts &prompts, QWidget *parent
     view_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     view_->setDragEnabled(true);
     view_->setDragDropMode(QAbstractItemView::DragOnly);
-    view_->setDefaultDropAction(Qt::LinkAction);
+    view_->setDefaultDropAction(Qt::CopyAction);
     view_->setShowGrid(false);
     view_->setAlternatingRowColors(true);
     view_->setWordWrap(false);

@@ -96,7 +96,9 @@ SidebarView::SidebarView(Library &library, Prompts &prompts, QWidget *parent)
     setAcceptDrops(true);
     setDropIndicatorShown(true);
     setDragDropMode(QAbstractItemView::DragDrop);
-    setDefaultDropAction(Qt::MoveAction);
+    setDefaultDropAction(Qt::CopyAction);
+    // A drop lands on the row under the pointer, never between two rows.
+    setDragDropOverwriteMode(true);
     setContextMenuPolicy(Qt::CustomContextMenu);
     setFrameShape(QFrame::NoFrame);
     setMinimumWidth(180);
