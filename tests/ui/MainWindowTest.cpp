@@ -1,6 +1,8 @@
 #include "library/DocumentTableModel.h"
 #include "library/SidebarModel.h"
 #include "library/Thumbnails.h"
+#include "store/Database.h"
+#include "store/ScanStore.h"
 #include "ui/DocumentTable.h"
 #include "ui/EmptyState.h"
 #include "ui/LibraryView.h"
@@ -391,4 +393,23 @@ TEST_F(MainWindowTest, thumbnailsComeFromTheRenderersAndAHangingFileCostsOnlyIts
     // A picture of a page, upright.
     const QImage upright = *Thumbnails::shared().cached(key(u"a.pdf"_s));
     EXPECT_LT(upright.width(), upright.height());
+}
+
+TEST_F(MainWindowTest, aCatalogueFromANewerVersionOpensAndKeepsItsVersion)
+{
+    fakeScan(u"one.pdf"_s, u"A letter from the club"_s);
+    {
+        ScanStore store(folder.path());
+    }
+    const auto version = [&] {
+        Database db(path(ScanStore::fileName));
+        Statement statement = db.prepare(u"PRAGMA user_version"_s);
+        statement.step();
+        return statement.int64(0);
+    };
+    Database(path(ScanStore::fileName)).run(u"PRAGMA user_version = 99"_s);
+    openFolder();
+    EXPECT_FALSE(welcomeShown());
+    EXPECT_EQ(rows().rowCount(), 1);
+    EXPECT_EQ(version(), 99);
 }
