@@ -12,26 +12,6 @@
 
 namespace {
 
-// The year of a YYYY-MM-DD date: its first four characters (fewer if shorter) as a decimal number.
-std::optional<int> yearOf(const QString &date)
-{
-    const QString head = date.left(4);
-    qsizetype start = head.startsWith(QLatin1Char('+')) || head.startsWith(QLatin1Char('-')) ? 1 : 0;
-    if (start == head.size())
-        return std::nullopt;
-    for (qsizetype i = start; i < head.size(); ++i) {
-        if (head[i] < QLatin1Char('0') || head[i] > QLatin1Char('9'))
-            return std::nullopt;
-    }
-    return head.toInt();
-}
-
-bool isProblem(const ScanDocument &document)
-{
-    return document.missing || document.ocrStatus == OCRStatus::failed
-        || document.extractStatus == ExtractStatus::failed;
-}
-
 bool shows(const std::optional<SidebarItem> &item, const ScanDocument &document)
 {
     switch (item.value_or(SidebarItem::all()).kind) {
@@ -44,7 +24,7 @@ bool shows(const std::optional<SidebarItem> &item, const ScanDocument &document)
     case SidebarItem::Kind::processing:
         return document.isProcessing();
     case SidebarItem::Kind::problems:
-        return isProblem(document);
+        return hasProblem(document);
     }
     return false;
 }
@@ -125,7 +105,7 @@ bool Browsing::isVisible(const ScanDocument &document) const
         && (!kind_ || document.kind == kind_) && (!searchMatches_ || searchMatches_->contains(document.id));
 }
 
-std::vector<ScanDocument> Browsing::visibleDocuments() const
+std::vector<const ScanDocument *> Browsing::visible() const
 {
     std::vector<const ScanDocument *> shown;
     for (const auto &[id, document] : catalogue_.documentsByID()) {
@@ -133,7 +113,8 @@ std::vector<ScanDocument> Browsing::visibleDocuments() const
             shown.push_back(&document);
     }
 
-    // Every sort key is worked out once per scan; the sorts then move row numbers only.
+    // Every sort key is worked out once per scan; the sort then moves row numbers only. The path comes
+    // last, so that scans the order's keys don't tell apart stay in the same order every time.
     const SortOrder &order = sortOrder_;
     const std::size_t keys = order.size();
     std::vector<QString> paths(shown.size());
@@ -161,8 +142,7 @@ std::vector<ScanDocument> Browsing::visibleDocuments() const
     }
     std::vector<std::uint32_t> rows(shown.size());
     std::iota(rows.begin(), rows.end(), 0u);
-    std::sort(rows.begin(), rows.end(), [&paths](std::uint32_t a, std::uint32_t b) { return paths[a] < paths[b]; });
-    std::stable_sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
+    std::sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
         for (std::size_t key = 0; key < keys; ++key) {
             const std::size_t x = a * keys + key;
             const std::size_t y = b * keys + key;
@@ -171,38 +151,37 @@ std::vector<ScanDocument> Browsing::visibleDocuments() const
             if (compared != 0)
                 return order[key].ascending ? compared < 0 : compared > 0;
         }
-        return false;
+        return paths[a] < paths[b];
     });
 
-    std::vector<ScanDocument> documents;
-    documents.reserve(rows.size());
+    std::vector<const ScanDocument *> sorted;
+    sorted.reserve(rows.size());
     for (const std::uint32_t row : rows)
-        documents.push_back(*shown[row]);
+        sorted.push_back(shown[row]);
+    return sorted;
+}
+
+std::vector<ScanDocument> Browsing::visibleDocuments() const
+{
+    std::vector<ScanDocument> documents;
+    for (const ScanDocument *document : visible())
+        documents.push_back(*document);
     return documents;
 }
 
 std::vector<int> Browsing::years() const
 {
-    std::set<int, std::greater<>> years;
-    for (const auto &[id, document] : catalogue_.documentsByID()) {
-        if (document.missing || !document.date)
-            continue;
-        if (const std::optional<int> year = yearOf(*document.date))
-            years.insert(*year);
-    }
-    return { years.begin(), years.end() };
+    std::vector<int> years;
+    for (auto year = catalogue_.yearCounts().rbegin(); year != catalogue_.yearCounts().rend(); ++year)
+        years.push_back(year->first);
+    return years;
 }
 
 QStringList Browsing::kinds() const
 {
-    QSet<QString> present;
-    for (const auto &[id, document] : catalogue_.documentsByID()) {
-        if (!document.missing && document.kind)
-            present.insert(*document.kind);
-    }
     QStringList kinds;
     for (const QString &kind : DocumentKind::all()) {
-        if (present.contains(kind))
+        if (catalogue_.kindCounts().contains(kind))
             kinds.append(kind);
     }
     return kinds;
@@ -210,15 +189,23 @@ QStringList Browsing::kinds() const
 
 int Browsing::count(const SidebarItem &item) const
 {
-    if (item.kind == SidebarItem::Kind::organization) {
+    switch (item.kind) {
+    case SidebarItem::Kind::organization:
         for (const Organization &organization : catalogue_.organizations()) {
             if (organization.id == item.organizationID)
                 return organization.documentCount;
         }
         return 0;
+    case SidebarItem::Kind::all:
+        return catalogue_.presentCount();
+    case SidebarItem::Kind::needsReview:
+        return catalogue_.needsReviewCount();
+    case SidebarItem::Kind::processing:
+        return catalogue_.processingCount();
+    case SidebarItem::Kind::problems:
+        return catalogue_.problemCount();
     }
-    return int(std::count_if(catalogue_.documentsByID().begin(), catalogue_.documentsByID().end(),
-        [&item](const auto &entry) { return shows(item, entry.second); }));
+    return 0;
 }
 
 void Browsing::runSearch(bool debounce)

@@ -43,9 +43,11 @@ public:
     bool isVisible(const ScanDocument &document) const;
     // Every scan whose file is present, in no particular order.
     std::vector<ScanDocument> liveDocuments() const;
-    // What the table shows: the scans the sidebar, year, type and search let through, by path and then
-    // stably by the sort order.
+    // What the table shows: the scans the sidebar, year, type and search let through, in the sort
+    // order and then by path.
     std::vector<ScanDocument> visibleDocuments() const;
+    // The same scans in the catalogue's own lists, valid until they next change.
+    std::vector<const ScanDocument *> visible() const;
     // The years of the present scans' dates, newest first.
     std::vector<int> years() const;
     // The document types present scans have, in the fixed order of the type list.
