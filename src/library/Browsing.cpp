@@ -48,6 +48,61 @@ QString textKey(const ScanDocument &document, SortComparator::Key key)
     }
 }
 
+// The scans in the order, and then by path, so that scans the order's keys don't tell apart always come
+// in the same order.
+std::vector<const ScanDocument *> sort(const std::map<std::int64_t, ScanDocument> &documents, const SortOrder &order)
+{
+    std::vector<const ScanDocument *> shown;
+    shown.reserve(documents.size());
+    for (const auto &[id, document] : documents)
+        shown.push_back(&document);
+
+    // Every sort key is worked out once per scan; the sort then moves row numbers only.
+    const std::size_t keys = order.size();
+    std::vector<QString> paths(shown.size());
+    std::vector<QString> texts(shown.size() * keys);
+    std::vector<int> numbers(shown.size() * keys);
+    for (std::size_t row = 0; row < shown.size(); ++row) {
+        const ScanDocument &document = *shown[row];
+        paths[row] = document.fileSortKey();
+        for (std::size_t key = 0; key < keys; ++key) {
+            switch (order[key].key) {
+            case SortComparator::Key::file:
+                texts[row * keys + key] = paths[row];
+                break;
+            case SortComparator::Key::pages:
+                numbers[row * keys + key] = document.pagesSortKey();
+                break;
+            case SortComparator::Key::status:
+                numbers[row * keys + key] = document.statusSortKey();
+                break;
+            default:
+                texts[row * keys + key] = textKey(document, order[key].key);
+                break;
+            }
+        }
+    }
+    std::vector<std::uint32_t> rows(shown.size());
+    std::iota(rows.begin(), rows.end(), 0u);
+    std::sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
+        for (std::size_t key = 0; key < keys; ++key) {
+            const std::size_t x = a * keys + key;
+            const std::size_t y = b * keys + key;
+            const int compared = isNumeric(order[key].key) ? (numbers[x] > numbers[y]) - (numbers[x] < numbers[y])
+                                                           : texts[x].compare(texts[y]);
+            if (compared != 0)
+                return order[key].ascending ? compared < 0 : compared > 0;
+        }
+        return paths[a] < paths[b];
+    });
+
+    std::vector<const ScanDocument *> sorted;
+    sorted.reserve(rows.size());
+    for (const std::uint32_t row : rows)
+        sorted.push_back(shown[row]);
+    return sorted;
+}
+
 } // namespace
 
 Browsing::Browsing(Catalogue &catalogue, std::chrono::milliseconds searchDelay, QObject *parent)
@@ -107,58 +162,16 @@ bool Browsing::isVisible(const ScanDocument &document) const
 
 std::vector<const ScanDocument *> Browsing::visible() const
 {
+    // Every scan is sorted once for each order and set of records; a new filter or search only picks
+    // from that list.
+    if (!sorted_ || sorted_->generation != catalogue_.generation() || sorted_->order != sortOrder_)
+        sorted_ = Sorted { catalogue_.generation(), sortOrder_, sort(catalogue_.documentsByID(), sortOrder_) };
     std::vector<const ScanDocument *> shown;
-    for (const auto &[id, document] : catalogue_.documentsByID()) {
-        if (isVisible(document))
-            shown.push_back(&document);
+    for (const ScanDocument *document : sorted_->documents) {
+        if (isVisible(*document))
+            shown.push_back(document);
     }
-
-    // Every sort key is worked out once per scan; the sort then moves row numbers only. The path comes
-    // last, so that scans the order's keys don't tell apart stay in the same order every time.
-    const SortOrder &order = sortOrder_;
-    const std::size_t keys = order.size();
-    std::vector<QString> paths(shown.size());
-    std::vector<QString> texts(shown.size() * keys);
-    std::vector<int> numbers(shown.size() * keys);
-    for (std::size_t row = 0; row < shown.size(); ++row) {
-        const ScanDocument &document = *shown[row];
-        paths[row] = document.fileSortKey();
-        for (std::size_t key = 0; key < keys; ++key) {
-            switch (order[key].key) {
-            case SortComparator::Key::file:
-                texts[row * keys + key] = paths[row];
-                break;
-            case SortComparator::Key::pages:
-                numbers[row * keys + key] = document.pagesSortKey();
-                break;
-            case SortComparator::Key::status:
-                numbers[row * keys + key] = document.statusSortKey();
-                break;
-            default:
-                texts[row * keys + key] = textKey(document, order[key].key);
-                break;
-            }
-        }
-    }
-    std::vector<std::uint32_t> rows(shown.size());
-    std::iota(rows.begin(), rows.end(), 0u);
-    std::sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
-        for (std::size_t key = 0; key < keys; ++key) {
-            const std::size_t x = a * keys + key;
-            const std::size_t y = b * keys + key;
-            const int compared = isNumeric(order[key].key) ? (numbers[x] > numbers[y]) - (numbers[x] < numbers[y])
-                                                           : texts[x].compare(texts[y]);
-            if (compared != 0)
-                return order[key].ascending ? compared < 0 : compared > 0;
-        }
-        return paths[a] < paths[b];
-    });
-
-    std::vector<const ScanDocument *> sorted;
-    sorted.reserve(rows.size());
-    for (const std::uint32_t row : rows)
-        sorted.push_back(shown[row]);
-    return sorted;
+    return shown;
 }
 
 std::vector<ScanDocument> Browsing::visibleDocuments() const

@@ -82,4 +82,11 @@ private:
     QTimer searchTimer_;
     // Raised by every new search and by a reset; a search of an older generation publishes nothing.
     int searchGeneration_ = 0;
+    // Every scan in the sort order, as of a generation of the catalogue's lists.
+    struct Sorted {
+        int generation = 0;
+        SortOrder order;
+        std::vector<const ScanDocument *> documents;
+    };
+    mutable std::optional<Sorted> sorted_;
 };

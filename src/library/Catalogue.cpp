@@ -55,6 +55,12 @@ void Catalogue::publish(std::map<std::int64_t, ScanDocument> documents)
     if (documents == documentsByID_)
         return;
     documentsByID_ = std::move(documents);
+    announceDocuments();
+}
+
+void Catalogue::announceDocuments()
+{
+    ++generation_;
     Q_EMIT documentsChanged();
 }
 
@@ -214,7 +220,7 @@ QCoro::Task<> Catalogue::refresh(DocumentIDs ids, bool organizations)
         }
     }
     if (changed)
-        Q_EMIT documentsChanged();
+        announceDocuments();
     if (changed || lists->organizations) {
         std::vector<Organization> counted = lists->organizations.value_or(organizations_);
         counts_.label(counted);
@@ -249,7 +255,7 @@ void Catalogue::showAllMissing()
     if (!changed)
         return;
     counts_ = Counts::of(documentsByID_);
-    Q_EMIT documentsChanged();
+    announceDocuments();
     std::vector<Organization> counted = organizations_;
     counts_.label(counted);
     publish(std::move(counted));

@@ -42,6 +42,8 @@ public:
     void setStore(std::shared_ptr<Store> store, QString folder);
 
     const std::map<std::int64_t, ScanDocument> &documentsByID() const { return documentsByID_; }
+    // Raised with every documentsChanged: what was worked out from the scans before is out of date.
+    int generation() const { return generation_; }
     const std::vector<Organization> &organizations() const { return organizations_; }
     int pendingOCR() const { return pendingOCR_; }
     // How many scans are present, need review, are still being worked on and have a problem; of the
@@ -87,6 +89,7 @@ Q_SIGNALS:
 private:
     void publish(std::map<std::int64_t, ScanDocument> documents);
     void publish(std::vector<Organization> organizations);
+    void announceDocuments();
     // The numbers the store would count, kept from the scans themselves: the present scans of each
     // organization, those waiting for their text and those waiting for the model, and the sidebar's and
     // filters' numbers. A refresh adjusts them by the scans it read, so that an edit costs the main
@@ -112,6 +115,7 @@ private:
     std::shared_ptr<Store> store_;
     QString folder_;
     std::map<std::int64_t, ScanDocument> documentsByID_;
+    int generation_ = 0;
     std::vector<Organization> organizations_;
     Counts counts_;
     int pendingOCR_ = 0;

@@ -234,12 +234,16 @@ void DocumentTableModel::refresh(bool recordsChanged)
         && std::equal(next.begin(), next.end(), ids_.begin(),
             [](const ScanDocument *document, std::int64_t id) { return document->id == id; });
     if (!sameRows) {
-        std::unordered_set<std::int64_t> shown;
-        shown.reserve(next.size());
-        for (const ScanDocument *document : next)
-            shown.insert(document->id);
-        const auto removed = runs(ids_.size(), [&](std::size_t row) { return !shown.contains(ids_[row]); });
         const auto added = runs(next.size(), [&](std::size_t row) { return !entries_.contains(next[row]->id); });
+        std::vector<std::pair<int, int>> removed;
+        // As many rows and none new: the same scans in another order.
+        if (!added.empty() || next.size() != ids_.size()) {
+            std::unordered_set<std::int64_t> shown;
+            shown.reserve(next.size());
+            for (const ScanDocument *document : next)
+                shown.insert(document->id);
+            removed = runs(ids_.size(), [&](std::size_t row) { return !shown.contains(ids_[row]); });
+        }
         const std::size_t changes = removed.size() + added.size();
         if (changes > maxRuns || changes * std::max(ids_.size(), next.size()) > maxRunRows) {
             reset(next);
