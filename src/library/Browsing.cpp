@@ -48,23 +48,44 @@ QString textKey(const ScanDocument &document, SortComparator::Key key)
     }
 }
 
+// A date written YYYY-MM-DD as the number YYYYMMDD, which orders such dates as their texts do; -1 for
+// any other text.
+int dateNumber(const QString &text)
+{
+    if (text.size() != 10 || text[4] != QLatin1Char('-') || text[7] != QLatin1Char('-'))
+        return -1;
+    int number = 0;
+    for (const qsizetype at : { 0, 1, 2, 3, 5, 6, 8, 9 }) {
+        if (text[at] < QLatin1Char('0') || text[at] > QLatin1Char('9'))
+            return -1;
+        number = number * 10 + (text[at].unicode() - u'0');
+    }
+    return number;
+}
+
 // The scans in the order, and then by path, so that scans the order's keys don't tell apart always come
-// in the same order.
-std::vector<const ScanDocument *> sort(const std::map<std::int64_t, ScanDocument> &documents, const SortOrder &order)
+// in the same order. `paths` holds the scans' path sort keys in the map's order, worked out here when
+// it doesn't.
+std::vector<const ScanDocument *> sort(
+    const std::map<std::int64_t, ScanDocument> &documents, const SortOrder &order, std::vector<QString> &paths)
 {
     std::vector<const ScanDocument *> shown;
     shown.reserve(documents.size());
     for (const auto &[id, document] : documents)
         shown.push_back(&document);
+    if (paths.size() != shown.size()) {
+        paths.resize(shown.size());
+        for (std::size_t row = 0; row < shown.size(); ++row)
+            paths[row] = shown[row]->fileSortKey();
+    }
 
-    // Every sort key is worked out once per scan; the sort then moves row numbers only.
+    // Every sort key is worked out once per scan; the sort then moves row numbers only. Dates compare
+    // as numbers where they can, texts only where one isn't a plain date.
     const std::size_t keys = order.size();
-    std::vector<QString> paths(shown.size());
     std::vector<QString> texts(shown.size() * keys);
     std::vector<int> numbers(shown.size() * keys);
     for (std::size_t row = 0; row < shown.size(); ++row) {
         const ScanDocument &document = *shown[row];
-        paths[row] = document.fileSortKey();
         for (std::size_t key = 0; key < keys; ++key) {
             switch (order[key].key) {
             case SortComparator::Key::file:
@@ -76,20 +97,26 @@ std::vector<const ScanDocument *> sort(const std::map<std::int64_t, ScanDocument
             case SortComparator::Key::status:
                 numbers[row * keys + key] = document.statusSortKey();
                 break;
+            case SortComparator::Key::date:
+                texts[row * keys + key] = document.dateSortKey();
+                numbers[row * keys + key] = dateNumber(texts[row * keys + key]);
+                break;
             default:
                 texts[row * keys + key] = textKey(document, order[key].key);
                 break;
             }
         }
     }
+    const auto compare = [&](SortComparator::Key key, std::size_t x, std::size_t y) {
+        if (isNumeric(key) || (key == SortComparator::Key::date && numbers[x] >= 0 && numbers[y] >= 0))
+            return (numbers[x] > numbers[y]) - (numbers[x] < numbers[y]);
+        return texts[x].compare(texts[y]);
+    };
     std::vector<std::uint32_t> rows(shown.size());
     std::iota(rows.begin(), rows.end(), 0u);
     std::sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
         for (std::size_t key = 0; key < keys; ++key) {
-            const std::size_t x = a * keys + key;
-            const std::size_t y = b * keys + key;
-            const int compared = isNumeric(order[key].key) ? (numbers[x] > numbers[y]) - (numbers[x] < numbers[y])
-                                                           : texts[x].compare(texts[y]);
+            const int compared = compare(order[key].key, a * keys + key, b * keys + key);
             if (compared != 0)
                 return order[key].ascending ? compared < 0 : compared > 0;
         }
@@ -164,8 +191,13 @@ std::vector<const ScanDocument *> Browsing::visible() const
 {
     // Every scan is sorted once for each order and set of records; a new filter or search only picks
     // from that list.
-    if (!sorted_ || sorted_->generation != catalogue_.generation() || sorted_->order != sortOrder_)
-        sorted_ = Sorted { catalogue_.generation(), sortOrder_, sort(catalogue_.documentsByID(), sortOrder_) };
+    if (!sorted_ || sorted_->generation != catalogue_.generation()) {
+        sorted_ = Sorted { catalogue_.generation(), sortOrder_, {}, {} };
+        sorted_->documents = sort(catalogue_.documentsByID(), sortOrder_, sorted_->paths);
+    } else if (sorted_->order != sortOrder_) {
+        sorted_->order = sortOrder_;
+        sorted_->documents = sort(catalogue_.documentsByID(), sortOrder_, sorted_->paths);
+    }
     std::vector<const ScanDocument *> shown;
     for (const ScanDocument *document : sorted_->documents) {
         if (isVisible(*document))

@@ -82,11 +82,13 @@ private:
     QTimer searchTimer_;
     // Raised by every new search and by a reset; a search of an older generation publishes nothing.
     int searchGeneration_ = 0;
-    // Every scan in the sort order, as of a generation of the catalogue's lists.
+    // Every scan in the sort order, as of a generation of the catalogue's lists; and their path sort
+    // keys in the lists' order, kept for the next order.
     struct Sorted {
         int generation = 0;
         SortOrder order;
         std::vector<const ScanDocument *> documents;
+        std::vector<QString> paths;
     };
     mutable std::optional<Sorted> sorted_;
 };

@@ -234,6 +234,11 @@ void DocumentTableModel::refresh(bool recordsChanged)
         && std::equal(next.begin(), next.end(), ids_.begin(),
             [](const ScanDocument *document, std::int64_t id) { return document->id == id; });
     if (!sameRows) {
+        // An empty table has no selection or scroll position to keep.
+        if (ids_.empty()) {
+            reset(next);
+            return;
+        }
         const auto added = runs(next.size(), [&](std::size_t row) { return !entries_.contains(next[row]->id); });
         std::vector<std::pair<int, int>> removed;
         // As many rows and none new: the same scans in another order.
