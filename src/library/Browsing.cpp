@@ -12,26 +12,6 @@
 
 namespace {
 
-// The year of a YYYY-MM-DD date: its first four characters (fewer if shorter) as a decimal number.
-std::optional<int> yearOf(const QString &date)
-{
-    const QString head = date.left(4);
-    qsizetype start = head.startsWith(QLatin1Char('+')) || head.startsWith(QLatin1Char('-')) ? 1 : 0;
-    if (start == head.size())
-        return std::nullopt;
-    for (qsizetype i = start; i < head.size(); ++i) {
-        if (head[i] < QLatin1Char('0') || head[i] > QLatin1Char('9'))
-            return std::nullopt;
-    }
-    return head.toInt();
-}
-
-bool isProblem(const ScanDocument &document)
-{
-    return document.missing || document.ocrStatus == OCRStatus::failed
-        || document.extractStatus == ExtractStatus::failed;
-}
-
 bool shows(const std::optional<SidebarItem> &item, const ScanDocument &document)
 {
     switch (item.value_or(SidebarItem::all()).kind) {
@@ -44,7 +24,7 @@ bool shows(const std::optional<SidebarItem> &item, const ScanDocument &document)
     case SidebarItem::Kind::processing:
         return document.isProcessing();
     case SidebarItem::Kind::problems:
-        return isProblem(document);
+        return hasProblem(document);
     }
     return false;
 }
@@ -66,6 +46,88 @@ QString textKey(const ScanDocument &document, SortComparator::Key key)
     default:
         return document.fileSortKey();
     }
+}
+
+// A date written YYYY-MM-DD as the number YYYYMMDD, which orders such dates as their texts do; -1 for
+// any other text.
+int dateNumber(const QString &text)
+{
+    if (text.size() != 10 || text[4] != QLatin1Char('-') || text[7] != QLatin1Char('-'))
+        return -1;
+    int number = 0;
+    for (const qsizetype at : { 0, 1, 2, 3, 5, 6, 8, 9 }) {
+        if (text[at] < QLatin1Char('0') || text[at] > QLatin1Char('9'))
+            return -1;
+        number = number * 10 + (text[at].unicode() - u'0');
+    }
+    return number;
+}
+
+// The scans in the order, and then by path, so that scans the order's keys don't tell apart always come
+// in the same order. `paths` holds the scans' path sort keys in the map's order, worked out here when
+// it doesn't.
+std::vector<const ScanDocument *> sort(
+    const std::map<std::int64_t, ScanDocument> &documents, const SortOrder &order, std::vector<QString> &paths)
+{
+    std::vector<const ScanDocument *> shown;
+    shown.reserve(documents.size());
+    for (const auto &[id, document] : documents)
+        shown.push_back(&document);
+    if (paths.size() != shown.size()) {
+        paths.resize(shown.size());
+        for (std::size_t row = 0; row < shown.size(); ++row)
+            paths[row] = shown[row]->fileSortKey();
+    }
+
+    // Every sort key is worked out once per scan; the sort then moves row numbers only. Dates compare
+    // as numbers where they can, texts only where one isn't a plain date.
+    const std::size_t keys = order.size();
+    std::vector<QString> texts(shown.size() * keys);
+    std::vector<int> numbers(shown.size() * keys);
+    for (std::size_t row = 0; row < shown.size(); ++row) {
+        const ScanDocument &document = *shown[row];
+        for (std::size_t key = 0; key < keys; ++key) {
+            switch (order[key].key) {
+            case SortComparator::Key::file:
+                texts[row * keys + key] = paths[row];
+                break;
+            case SortComparator::Key::pages:
+                numbers[row * keys + key] = document.pagesSortKey();
+                break;
+            case SortComparator::Key::status:
+                numbers[row * keys + key] = document.statusSortKey();
+                break;
+            case SortComparator::Key::date:
+                texts[row * keys + key] = document.dateSortKey();
+                numbers[row * keys + key] = dateNumber(texts[row * keys + key]);
+                break;
+            default:
+                texts[row * keys + key] = textKey(document, order[key].key);
+                break;
+            }
+        }
+    }
+    const auto compare = [&](SortComparator::Key key, std::size_t x, std::size_t y) {
+        if (isNumeric(key) || (key == SortComparator::Key::date && numbers[x] >= 0 && numbers[y] >= 0))
+            return (numbers[x] > numbers[y]) - (numbers[x] < numbers[y]);
+        return texts[x].compare(texts[y]);
+    };
+    std::vector<std::uint32_t> rows(shown.size());
+    std::iota(rows.begin(), rows.end(), 0u);
+    std::sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
+        for (std::size_t key = 0; key < keys; ++key) {
+            const int compared = compare(order[key].key, a * keys + key, b * keys + key);
+            if (compared != 0)
+                return order[key].ascending ? compared < 0 : compared > 0;
+        }
+        return paths[a] < paths[b];
+    });
+
+    std::vector<const ScanDocument *> sorted;
+    sorted.reserve(rows.size());
+    for (const std::uint32_t row : rows)
+        sorted.push_back(shown[row]);
+    return sorted;
 }
 
 } // namespace
@@ -125,84 +187,46 @@ bool Browsing::isVisible(const ScanDocument &document) const
         && (!kind_ || document.kind == kind_) && (!searchMatches_ || searchMatches_->contains(document.id));
 }
 
+std::vector<const ScanDocument *> Browsing::visible() const
+{
+    // Every scan is sorted once for each order and set of records; a new filter or search only picks
+    // from that list.
+    if (!sorted_ || sorted_->generation != catalogue_.generation()) {
+        sorted_ = Sorted { catalogue_.generation(), sortOrder_, {}, {} };
+        sorted_->documents = sort(catalogue_.documentsByID(), sortOrder_, sorted_->paths);
+    } else if (sorted_->order != sortOrder_) {
+        sorted_->order = sortOrder_;
+        sorted_->documents = sort(catalogue_.documentsByID(), sortOrder_, sorted_->paths);
+    }
+    std::vector<const ScanDocument *> shown;
+    for (const ScanDocument *document : sorted_->documents) {
+        if (isVisible(*document))
+            shown.push_back(document);
+    }
+    return shown;
+}
+
 std::vector<ScanDocument> Browsing::visibleDocuments() const
 {
-    std::vector<const ScanDocument *> shown;
-    for (const auto &[id, document] : catalogue_.documentsByID()) {
-        if (isVisible(document))
-            shown.push_back(&document);
-    }
-
-    // Every sort key is worked out once per scan; the sorts then move row numbers only.
-    const SortOrder &order = sortOrder_;
-    const std::size_t keys = order.size();
-    std::vector<QString> paths(shown.size());
-    std::vector<QString> texts(shown.size() * keys);
-    std::vector<int> numbers(shown.size() * keys);
-    for (std::size_t row = 0; row < shown.size(); ++row) {
-        const ScanDocument &document = *shown[row];
-        paths[row] = document.fileSortKey();
-        for (std::size_t key = 0; key < keys; ++key) {
-            switch (order[key].key) {
-            case SortComparator::Key::file:
-                texts[row * keys + key] = paths[row];
-                break;
-            case SortComparator::Key::pages:
-                numbers[row * keys + key] = document.pagesSortKey();
-                break;
-            case SortComparator::Key::status:
-                numbers[row * keys + key] = document.statusSortKey();
-                break;
-            default:
-                texts[row * keys + key] = textKey(document, order[key].key);
-                break;
-            }
-        }
-    }
-    std::vector<std::uint32_t> rows(shown.size());
-    std::iota(rows.begin(), rows.end(), 0u);
-    std::sort(rows.begin(), rows.end(), [&paths](std::uint32_t a, std::uint32_t b) { return paths[a] < paths[b]; });
-    std::stable_sort(rows.begin(), rows.end(), [&](std::uint32_t a, std::uint32_t b) {
-        for (std::size_t key = 0; key < keys; ++key) {
-            const std::size_t x = a * keys + key;
-            const std::size_t y = b * keys + key;
-            const int compared = isNumeric(order[key].key) ? (numbers[x] > numbers[y]) - (numbers[x] < numbers[y])
-                                                           : texts[x].compare(texts[y]);
-            if (compared != 0)
-                return order[key].ascending ? compared < 0 : compared > 0;
-        }
-        return false;
-    });
-
     std::vector<ScanDocument> documents;
-    documents.reserve(rows.size());
-    for (const std::uint32_t row : rows)
-        documents.push_back(*shown[row]);
+    for (const ScanDocument *document : visible())
+        documents.push_back(*document);
     return documents;
 }
 
 std::vector<int> Browsing::years() const
 {
-    std::set<int, std::greater<>> years;
-    for (const auto &[id, document] : catalogue_.documentsByID()) {
-        if (document.missing || !document.date)
-            continue;
-        if (const std::optional<int> year = yearOf(*document.date))
-            years.insert(*year);
-    }
-    return { years.begin(), years.end() };
+    std::vector<int> years;
+    for (auto year = catalogue_.yearCounts().rbegin(); year != catalogue_.yearCounts().rend(); ++year)
+        years.push_back(year->first);
+    return years;
 }
 
 QStringList Browsing::kinds() const
 {
-    QSet<QString> present;
-    for (const auto &[id, document] : catalogue_.documentsByID()) {
-        if (!document.missing && document.kind)
-            present.insert(*document.kind);
-    }
     QStringList kinds;
     for (const QString &kind : DocumentKind::all()) {
-        if (present.contains(kind))
+        if (catalogue_.kindCounts().contains(kind))
             kinds.append(kind);
     }
     return kinds;
@@ -210,15 +234,23 @@ QStringList Browsing::kinds() const
 
 int Browsing::count(const SidebarItem &item) const
 {
-    if (item.kind == SidebarItem::Kind::organization) {
+    switch (item.kind) {
+    case SidebarItem::Kind::organization:
         for (const Organization &organization : catalogue_.organizations()) {
             if (organization.id == item.organizationID)
                 return organization.documentCount;
         }
         return 0;
+    case SidebarItem::Kind::all:
+        return catalogue_.presentCount();
+    case SidebarItem::Kind::needsReview:
+        return catalogue_.needsReviewCount();
+    case SidebarItem::Kind::processing:
+        return catalogue_.processingCount();
+    case SidebarItem::Kind::problems:
+        return catalogue_.problemCount();
     }
-    return int(std::count_if(catalogue_.documentsByID().begin(), catalogue_.documentsByID().end(),
-        [&item](const auto &entry) { return shows(item, entry.second); }));
+    return 0;
 }
 
 void Browsing::runSearch(bool debounce)

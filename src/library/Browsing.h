@@ -43,9 +43,11 @@ public:
     bool isVisible(const ScanDocument &document) const;
     // Every scan whose file is present, in no particular order.
     std::vector<ScanDocument> liveDocuments() const;
-    // What the table shows: the scans the sidebar, year, type and search let through, by path and then
-    // stably by the sort order.
+    // What the table shows: the scans the sidebar, year, type and search let through, in the sort
+    // order and then by path.
     std::vector<ScanDocument> visibleDocuments() const;
+    // The same scans in the catalogue's own lists, valid until they next change.
+    std::vector<const ScanDocument *> visible() const;
     // The years of the present scans' dates, newest first.
     std::vector<int> years() const;
     // The document types present scans have, in the fixed order of the type list.
@@ -80,4 +82,13 @@ private:
     QTimer searchTimer_;
     // Raised by every new search and by a reset; a search of an older generation publishes nothing.
     int searchGeneration_ = 0;
+    // Every scan in the sort order, as of a generation of the catalogue's lists; and their path sort
+    // keys in the lists' order, kept for the next order.
+    struct Sorted {
+        int generation = 0;
+        SortOrder order;
+        std::vector<const ScanDocument *> documents;
+        std::vector<QString> paths;
+    };
+    mutable std::optional<Sorted> sorted_;
 };

@@ -5,6 +5,25 @@
 #include <algorithm>
 #include <unordered_map>
 
+std::optional<int> yearOf(const QString &date)
+{
+    const QStringView head = QStringView(date).left(4);
+    qsizetype start = head.startsWith(QLatin1Char('+')) || head.startsWith(QLatin1Char('-')) ? 1 : 0;
+    if (start == head.size())
+        return std::nullopt;
+    for (qsizetype i = start; i < head.size(); ++i) {
+        if (head[i] < QLatin1Char('0') || head[i] > QLatin1Char('9'))
+            return std::nullopt;
+    }
+    return head.toInt();
+}
+
+bool hasProblem(const ScanDocument &document)
+{
+    return document.missing || document.ocrStatus == OCRStatus::failed
+        || document.extractStatus == ExtractStatus::failed;
+}
+
 Catalogue::Catalogue(QObject *parent)
     : QObject(parent)
 {
@@ -15,10 +34,11 @@ void Catalogue::setStore(std::shared_ptr<Store> store, QString folder)
     store_ = std::move(store);
     folder_ = std::move(folder);
     behind_ = false;
+    // The counts go first: the views read them when they hear of the new lists.
+    counts_ = {};
     publish(std::map<std::int64_t, ScanDocument>());
     publish(std::vector<Organization>());
     setCustomInstructions(std::nullopt);
-    counts_ = {};
     publishCounts();
 }
 
@@ -35,6 +55,12 @@ void Catalogue::publish(std::map<std::int64_t, ScanDocument> documents)
     if (documents == documentsByID_)
         return;
     documentsByID_ = std::move(documents);
+    announceDocuments();
+}
+
+void Catalogue::announceDocuments()
+{
+    ++generation_;
     Q_EMIT documentsChanged();
 }
 
@@ -60,8 +86,19 @@ Catalogue::Counts Catalogue::Counts::of(const DocumentMap &documents)
 
 void Catalogue::Counts::add(const ScanDocument &document, int sign)
 {
+    if (hasProblem(document))
+        problems += sign;
     if (document.missing)
         return;
+    present += sign;
+    if (document.needsReview())
+        review += sign;
+    if (document.date) {
+        if (const std::optional<int> year = yearOf(*document.date); year && (years[*year] += sign) == 0)
+            years.erase(*year);
+    }
+    if (document.kind && (kinds[*document.kind] += sign) == 0)
+        kinds.erase(*document.kind);
     if (document.organizationID)
         filed[*document.organizationID] += sign;
     if (document.ocrStatus == OCRStatus::pending)
@@ -121,9 +158,9 @@ QCoro::Task<> Catalogue::reload()
         co_return;
     }
     behind_ = false;
+    counts_ = std::move(lists->counts);
     publish(std::move(lists->documents));
     publish(std::move(lists->organizations));
-    counts_ = std::move(lists->counts);
     publishCounts();
     Q_EMIT listsRead();
 }
@@ -183,7 +220,7 @@ QCoro::Task<> Catalogue::refresh(DocumentIDs ids, bool organizations)
         }
     }
     if (changed)
-        Q_EMIT documentsChanged();
+        announceDocuments();
     if (changed || lists->organizations) {
         std::vector<Organization> counted = lists->organizations.value_or(organizations_);
         counts_.label(counted);
@@ -217,8 +254,8 @@ void Catalogue::showAllMissing()
     }
     if (!changed)
         return;
-    Q_EMIT documentsChanged();
     counts_ = Counts::of(documentsByID_);
+    announceDocuments();
     std::vector<Organization> counted = organizations_;
     counts_.label(counted);
     publish(std::move(counted));

@@ -17,6 +17,11 @@
 
 using DocumentIDSet = std::set<std::int64_t>;
 
+// The year of a YYYY-MM-DD date: its first four characters (fewer if shorter) as a decimal number.
+std::optional<int> yearOf(const QString &date);
+// Whether the scan belongs under Problems: its file is missing, or reading or filing it failed.
+bool hasProblem(const ScanDocument &document);
+
 // The open catalogue and the copy of it the views show: every scan by id, the organizations with their
 // counts, the numbers of scans waiting for work, and the folder's instructions for the model. Lives on
 // the main thread; the store's calls run on its own thread.
@@ -37,8 +42,19 @@ public:
     void setStore(std::shared_ptr<Store> store, QString folder);
 
     const std::map<std::int64_t, ScanDocument> &documentsByID() const { return documentsByID_; }
+    // Raised with every documentsChanged: what was worked out from the scans before is out of date.
+    int generation() const { return generation_; }
     const std::vector<Organization> &organizations() const { return organizations_; }
     int pendingOCR() const { return pendingOCR_; }
+    // How many scans are present, need review, are still being worked on and have a problem; of the
+    // present scans, those of each year and type. Kept with the lists, so that the views ask without a
+    // pass over every scan; unlike the pending counts above, they are current when documentsChanged is.
+    int presentCount() const { return counts_.present; }
+    int needsReviewCount() const { return counts_.review; }
+    int processingCount() const { return counts_.ocr + counts_.extract; }
+    int problemCount() const { return counts_.problems; }
+    const std::map<int, int> &yearCounts() const { return counts_.years; }
+    const std::map<QString, int> &kindCounts() const { return counts_.kinds; }
     int pendingExtraction() const { return pendingExtraction_; }
     const std::optional<QString> &customInstructions() const { return customInstructions_; }
     void setCustomInstructions(std::optional<QString> text);
@@ -73,13 +89,20 @@ Q_SIGNALS:
 private:
     void publish(std::map<std::int64_t, ScanDocument> documents);
     void publish(std::vector<Organization> organizations);
+    void announceDocuments();
     // The numbers the store would count, kept from the scans themselves: the present scans of each
-    // organization, those waiting for their text and those waiting for the model. A refresh adjusts them
-    // by the scans it read, so that an edit costs the main thread no pass over every scan.
+    // organization, those waiting for their text and those waiting for the model, and the sidebar's and
+    // filters' numbers. A refresh adjusts them by the scans it read, so that an edit costs the main
+    // thread no pass over every scan.
     struct Counts {
         int ocr = 0;
         int extract = 0;
+        int present = 0;
+        int review = 0;
+        int problems = 0;
         std::unordered_map<std::int64_t, int> filed;
+        std::map<int, int> years;
+        std::map<QString, int> kinds;
 
         static Counts of(const std::map<std::int64_t, ScanDocument> &documents);
         // Adds the scan's share (`sign` 1) or takes it away (-1).
@@ -92,6 +115,7 @@ private:
     std::shared_ptr<Store> store_;
     QString folder_;
     std::map<std::int64_t, ScanDocument> documentsByID_;
+    int generation_ = 0;
     std::vector<Organization> organizations_;
     Counts counts_;
     int pendingOCR_ = 0;

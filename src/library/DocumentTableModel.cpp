@@ -13,8 +13,10 @@
 namespace {
 
 // Beyond this many runs of rows removed or inserted, announcing them one by one costs the view more
-// than showing everything afresh (a filter switch, say).
+// than showing everything afresh (a filter switch, say). Each run costs the view a pass over its rows,
+// so a long table allows fewer: runs times rows stays within `maxRunRows`.
 constexpr std::size_t maxRuns = 300;
+constexpr std::size_t maxRunRows = 1'000'000;
 
 constexpr std::array<std::optional<SortComparator::Key>, DocumentTableModel::columnTotal> sortKeys {
     std::nullopt,
@@ -53,13 +55,14 @@ DocumentTableModel::DocumentTableModel(Library &library, QObject *parent)
     , library_(library)
     , work_(WorkState::of(library))
 {
-    for (const auto signal : { &Library::documentsChanged, &Library::sortOrderChanged, &Library::sidebarChanged,
-             &Library::yearChanged, &Library::kindChanged, &Library::searchMatchesChanged })
-        connect(&library_, signal, this, &DocumentTableModel::refresh);
+    connect(&library_, &Library::documentsChanged, this, [this] { refresh(true); });
+    for (const auto signal : { &Library::sortOrderChanged, &Library::sidebarChanged, &Library::yearChanged,
+             &Library::kindChanged, &Library::searchMatchesChanged })
+        connect(&library_, signal, this, [this] { refresh(false); });
     for (const auto signal : { &Library::currentOCRChanged, &Library::currentExtractionChanged, &Library::pausedChanged,
              &Library::requestedChanged, &Library::modelProblemChanged })
         connect(&library_, signal, this, &DocumentTableModel::refreshStatus);
-    reset(library_.visibleDocuments());
+    reset(library_.visible());
 }
 
 int DocumentTableModel::rowCount(const QModelIndex &parent) const
@@ -224,38 +227,48 @@ Qt::DropActions DocumentTableModel::supportedDragActions() const
     return Qt::CopyAction;
 }
 
-void DocumentTableModel::refresh()
+void DocumentTableModel::refresh(bool recordsChanged)
 {
-    std::vector<ScanDocument> next = library_.visibleDocuments();
+    const std::vector<const ScanDocument *> next = library_.visible();
     const bool sameRows = next.size() == ids_.size()
         && std::equal(next.begin(), next.end(), ids_.begin(),
-            [](const ScanDocument &document, std::int64_t id) { return document.id == id; });
+            [](const ScanDocument *document, std::int64_t id) { return document->id == id; });
     if (!sameRows) {
-        std::unordered_set<std::int64_t> shown;
-        shown.reserve(next.size());
-        for (const ScanDocument &document : next)
-            shown.insert(document.id);
-        const auto removed = runs(ids_.size(), [&](std::size_t row) { return !shown.contains(ids_[row]); });
-        const auto added = runs(next.size(), [&](std::size_t row) { return !entries_.contains(next[row].id); });
-        if (removed.size() + added.size() > maxRuns) {
-            reset(std::move(next));
+        // An empty table has no selection or scroll position to keep.
+        if (ids_.empty()) {
+            reset(next);
+            return;
+        }
+        const auto added = runs(next.size(), [&](std::size_t row) { return !entries_.contains(next[row]->id); });
+        std::vector<std::pair<int, int>> removed;
+        // As many rows and none new: the same scans in another order.
+        if (!added.empty() || next.size() != ids_.size()) {
+            std::unordered_set<std::int64_t> shown;
+            shown.reserve(next.size());
+            for (const ScanDocument *document : next)
+                shown.insert(document->id);
+            removed = runs(ids_.size(), [&](std::size_t row) { return !shown.contains(ids_[row]); });
+        }
+        const std::size_t changes = removed.size() + added.size();
+        if (changes > maxRuns || changes * std::max(ids_.size(), next.size()) > maxRunRows) {
+            reset(next);
             return;
         }
         removeRuns(removed);
         // The rows that stay either keep their order (scans came or went) or not (the order changed).
         std::size_t kept = 0;
-        const bool inOrder = std::all_of(next.begin(), next.end(), [&](const ScanDocument &document) {
-            return !entries_.contains(document.id) || ids_[kept++] == document.id;
+        const bool inOrder = std::all_of(next.begin(), next.end(), [&](const ScanDocument *document) {
+            return !entries_.contains(document->id) || ids_[kept++] == document->id;
         });
         if (inOrder)
             insertInPlace(next);
         else
             insertAndReorder(next);
     }
-    update(std::move(next));
+    update(next, recordsChanged);
 }
 
-void DocumentTableModel::reset(std::vector<ScanDocument> documents)
+void DocumentTableModel::reset(const std::vector<const ScanDocument *> &documents)
 {
     beginResetModel();
     ids_.clear();
@@ -263,8 +276,8 @@ void DocumentTableModel::reset(std::vector<ScanDocument> documents)
     ids_.reserve(documents.size());
     entries_.reserve(documents.size());
     for (std::size_t row = 0; row < documents.size(); ++row) {
-        ids_.push_back(documents[row].id);
-        entries_.emplace(documents[row].id, Entry { std::move(documents[row]), int(row) });
+        ids_.push_back(documents[row]->id);
+        entries_.emplace(documents[row]->id, Entry { *documents[row], int(row) });
     }
     endResetModel();
 }
@@ -283,22 +296,22 @@ void DocumentTableModel::removeRuns(const std::vector<std::pair<int, int>> &runs
     }
 }
 
-void DocumentTableModel::insertInPlace(const std::vector<ScanDocument> &next)
+void DocumentTableModel::insertInPlace(const std::vector<const ScanDocument *> &next)
 {
     // Left to right: the rows before each run are already those of `next`, so the run goes at its own row.
     for (std::size_t row = 0; row < next.size();) {
-        if (entries_.contains(next[row].id)) {
+        if (entries_.contains(next[row]->id)) {
             ++row;
             continue;
         }
         std::size_t end = row;
-        while (end < next.size() && !entries_.contains(next[end].id))
+        while (end < next.size() && !entries_.contains(next[end]->id))
             ++end;
         beginInsertRows({}, int(row), int(end) - 1);
         std::vector<std::int64_t> ids;
         for (std::size_t i = row; i < end; ++i) {
-            ids.push_back(next[i].id);
-            entries_.emplace(next[i].id, Entry { next[i], int(i) });
+            ids.push_back(next[i]->id);
+            entries_.emplace(next[i]->id, Entry { *next[i], int(i) });
         }
         ids_.insert(ids_.begin() + std::ptrdiff_t(row), ids.begin(), ids.end());
         endInsertRows();
@@ -306,12 +319,12 @@ void DocumentTableModel::insertInPlace(const std::vector<ScanDocument> &next)
     }
 }
 
-void DocumentTableModel::insertAndReorder(const std::vector<ScanDocument> &next)
+void DocumentTableModel::insertAndReorder(const std::vector<const ScanDocument *> &next)
 {
     std::vector<const ScanDocument *> added;
-    for (const ScanDocument &document : next) {
-        if (!entries_.contains(document.id))
-            added.push_back(&document);
+    for (const ScanDocument *document : next) {
+        if (!entries_.contains(document->id))
+            added.push_back(document);
     }
     if (!added.empty()) {
         beginInsertRows({}, int(ids_.size()), int(ids_.size() + added.size()) - 1);
@@ -326,8 +339,8 @@ void DocumentTableModel::insertAndReorder(const std::vector<ScanDocument> &next)
     const std::vector<std::int64_t> before = std::exchange(ids_, {});
     ids_.reserve(next.size());
     for (std::size_t row = 0; row < next.size(); ++row) {
-        ids_.push_back(next[row].id);
-        entries_.at(next[row].id).row = int(row);
+        ids_.push_back(next[row]->id);
+        entries_.at(next[row]->id).row = int(row);
     }
     const QModelIndexList from = persistentIndexList();
     QModelIndexList to;
@@ -338,14 +351,15 @@ void DocumentTableModel::insertAndReorder(const std::vector<ScanDocument> &next)
     Q_EMIT layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
-void DocumentTableModel::update(std::vector<ScanDocument> next)
+void DocumentTableModel::update(const std::vector<const ScanDocument *> &next, bool recordsChanged)
 {
     std::vector<bool> changed(next.size());
     for (std::size_t row = 0; row < next.size(); ++row) {
-        Entry &entry = entries_.at(next[row].id);
+        Entry &entry = entries_.at(next[row]->id);
         entry.row = int(row);
-        if (!(entry.document == next[row])) {
-            entry.document = std::move(next[row]);
+        // Only documentsChanged brings new records; a new filter or order shows the same ones.
+        if (recordsChanged && !(entry.document == *next[row])) {
+            entry.document = *next[row];
             changed[row] = true;
         }
     }

@@ -65,18 +65,20 @@ private:
         int row = 0;
     };
 
-    // Brings the rows in line with the Library's visible scans.
-    void refresh();
+    // Brings the rows in line with the Library's visible scans; `recordsChanged` when the scans' records
+    // may have changed too, not only which are shown or their order.
+    void refresh(bool recordsChanged);
     // The status inputs changed: the status cells whose label changed.
     void refreshStatus();
-    void reset(std::vector<ScanDocument> documents);
+    void reset(const std::vector<const ScanDocument *> &documents);
     void removeRuns(const std::vector<std::pair<int, int>> &runs);
     // Inserts the new scans where they go in `next`; the other rows are already in its order.
-    void insertInPlace(const std::vector<ScanDocument> &next);
+    void insertInPlace(const std::vector<const ScanDocument *> &next);
     // Appends the new scans, then moves every row to its place in `next`.
-    void insertAndReorder(const std::vector<ScanDocument> &next);
-    // Takes the new records of the scans shown, and announces the rows whose record changed.
-    void update(std::vector<ScanDocument> next);
+    void insertAndReorder(const std::vector<const ScanDocument *> &next);
+    // Numbers the rows as in `next`; with `recordsChanged`, takes the new records of the scans shown and
+    // announces the rows whose record changed.
+    void update(const std::vector<const ScanDocument *> &next, bool recordsChanged);
     const ScanDocument *documentAt(int row) const;
 
     Library &library_;

@@ -120,6 +120,8 @@ public:
     void setSortOrder(SortOrder order) { browsing_.setSortOrder(std::move(order)); }
     std::vector<ScanDocument> liveDocuments() const { return browsing_.liveDocuments(); }
     std::vector<ScanDocument> visibleDocuments() const { return browsing_.visibleDocuments(); }
+    // The same, without copying: the records stay valid until the next documentsChanged.
+    std::vector<const ScanDocument *> visible() const { return browsing_.visible(); }
     std::vector<int> years() const { return browsing_.years(); }
     QStringList kinds() const { return browsing_.kinds(); }
     int count(const SidebarItem &item) const { return browsing_.count(item); }

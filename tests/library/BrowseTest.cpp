@@ -74,6 +74,43 @@ TEST_F(Browse, sidebarViewsYearAndTypeFiltersAndTheirOrders)
     EXPECT_EQ(visible(), u"jihgedbAc"_s);
 }
 
+TEST_F(Browse, sidebarCountsYearsAndTypesFollowEditsAndVanishedFiles)
+{
+    const auto acme = organization(u"Acme"_s);
+    const QString done = u"done"_s;
+    const auto letter = add({ .path = u"a.pdf"_s,
+                                .ocrStatus = done,
+                                .extractStatus = done,
+                                .date = u"2024-05-01"_s,
+                                .organizationID = acme },
+        {}, u"Letter"_s);
+    const auto bill = add({ .path = u"b.pdf"_s,
+                              .ocrStatus = done,
+                              .extractStatus = done,
+                              .date = u"2019-01-01"_s,
+                              .organizationID = acme },
+        {}, u"Bill"_s);
+    Library &library = open();
+    EXPECT_EQ(library.years(), (std::vector<int> { 2024, 2019 }));
+    EXPECT_EQ(library.count(SidebarItem::needsReview()), 0);
+
+    // The bill loses its date: it needs review, and its year is gone from the picker.
+    blockingWait(library.setDate({ bill }, std::nullopt));
+    EXPECT_EQ(library.years(), (std::vector<int> { 2024 }));
+    EXPECT_EQ(library.count(SidebarItem::needsReview()), 1);
+    blockingWait(library.setKind({ letter }, u"Bill"_s));
+    EXPECT_EQ(library.kinds(), (QStringList { u"Bill"_s }));
+
+    // A scan read again after its file went away counts under Problems only, and leaves the pickers.
+    db->run(u"UPDATE documents SET missing = 1 WHERE id = ?"_s, { letter });
+    blockingWait(library.setKind({ letter }, u"Bill"_s));
+    EXPECT_EQ(library.count(SidebarItem::all()), 1);
+    EXPECT_EQ(library.count(SidebarItem::problems()), 1);
+    EXPECT_EQ(library.count(SidebarItem::organization(acme)), 1);
+    EXPECT_TRUE(library.years().empty());
+    EXPECT_EQ(library.kinds(), (QStringList { u"Bill"_s }));
+}
+
 TEST_F(Browse, findsEveryWordAsAPrefixIgnoringCaseAccentsAndPunctuationAndBlanksClearIt)
 {
     const auto statement = add(
