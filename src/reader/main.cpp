@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
+#include <functional>
 #include <mutex>
 #include <new>
 #include <poll.h>
@@ -217,18 +218,11 @@ void limitMemory(long megabytes)
     ::setrlimit(RLIMIT_DATA, &limit);
 }
 
-void read(TextRecognizer &recognizer, const QString &path)
+// Does one request's work, answering its failure when it fails.
+void answering(const std::function<void()> &work)
 {
     try {
-        OCR::recognize(
-            path, recognizer, {},
-            [](int index, int count, const OCR::Page &page) {
-                if (engineMessages.outOfMemory())
-                    throw std::bad_alloc();
-                send({ Kind::page, page.text, index, count, page.rotation, {} });
-            },
-            [](const QString &sha256) { send(ReaderProtocol::message(Kind::hash, sha256)); });
-        send(ReaderProtocol::message(Kind::done));
+        work();
     } catch (const OCR::Failure &failure) {
         send(ReaderProtocol::message(Kind::failed, failure.message()));
     } catch (const std::bad_alloc &) {
@@ -240,21 +234,29 @@ void read(TextRecognizer &recognizer, const QString &path)
     }
 }
 
+void read(TextRecognizer &recognizer, const QString &path)
+{
+    answering([&] {
+        OCR::recognize(
+            path, recognizer, {},
+            [](int index, int count, const OCR::Page &page) {
+                if (engineMessages.outOfMemory())
+                    throw std::bad_alloc();
+                send({ Kind::page, page.text, index, count, page.rotation, {} });
+            },
+            [](const QString &sha256) { send(ReaderProtocol::message(Kind::hash, sha256)); });
+        send(ReaderProtocol::message(Kind::done));
+    });
+}
+
 void render(const Message &request)
 {
-    try {
+    answering([&] {
         const OCR::PageImage page = OCR::pageImage(request.text, request.index, request.count, request.rotation);
         if (engineMessages.outOfMemory())
             throw std::bad_alloc();
         send({ Kind::image, {}, request.index, page.pageCount, 0, page.image });
-    } catch (const OCR::Failure &failure) {
-        send(ReaderProtocol::message(Kind::failed, failure.message()));
-    } catch (const std::bad_alloc &) {
-        send(ReaderProtocol::message(Kind::failed, ReaderProtocol::tooLarge));
-        ::_exit(0);
-    } catch (const std::exception &error) {
-        send(ReaderProtocol::message(Kind::failed, QString::fromUtf8(error.what())));
-    }
+    });
 }
 
 } // namespace

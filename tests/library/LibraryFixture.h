@@ -7,6 +7,7 @@
 #include "support/FakeScans.h"
 #include "support/Printing.h"
 #include "support/ScanPdf.h"
+#include "support/WaitUntil.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -23,18 +24,6 @@
 
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
-
-// Runs the event loop until `done` holds, for at most a generous minute.
-inline bool waitUntil(const std::function<bool()> &done, std::chrono::milliseconds limit = 60s)
-{
-    QDeadlineTimer deadline(limit);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 // A temporary folder, clean settings, and a library closed before the next test.
 class FolderTest : public ::testing::Test {

@@ -4,6 +4,7 @@
 #include "library/Library.h"
 #include "support/ScanPdf.h"
 #include "support/StubModelServer.h"
+#include "support/WaitUntil.h"
 #include "ui/LibraryView.h"
 #include "ui/MainWindow.h"
 #include "ui/UpdateCheck.h"
@@ -65,17 +66,6 @@ const QStringList body {
     u"Yours sincerely,"_s,
     u"Customer Services"_s,
 };
-
-bool waitUntil(const std::function<bool()> &done, int seconds = 300)
-{
-    QDeadlineTimer deadline(seconds * 1000);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 QPalette darkPalette()
 {
@@ -183,10 +173,12 @@ int main(int argc, char *argv[])
     waitUntil([&] { return library.isReading() && library.documentsByID().size() == letters.size(); });
     waitUntil([&] { return library.pendingOCR() < int(letters.size()) - 1; });
     save(window, output, u"working"_s);
-    if (!waitUntil([&] {
-            return library.folder() && library.documentsByID().size() == letters.size() && library.pendingOCR() == 0
-                && library.pendingExtraction() == 0 && !library.isReading() && !library.isExtracting();
-        })) {
+    if (!waitUntil(
+            [&] {
+                return library.folder() && library.documentsByID().size() == letters.size() && library.pendingOCR() == 0
+                    && library.pendingExtraction() == 0 && !library.isReading() && !library.isExtracting();
+            },
+            std::chrono::minutes(5))) {
         std::fprintf(stderr, "the scans weren't read and filed in time\n");
         return 2;
     }

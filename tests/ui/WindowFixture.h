@@ -6,6 +6,7 @@
 #include "support/FakeScans.h"
 #include "support/Printing.h"
 #include "support/StubModelServer.h"
+#include "support/WaitUntil.h"
 #include "ui/MainWindow.h"
 #include "ui/Prompts.h"
 #include "ui/UpdateCheck.h"
@@ -26,18 +27,6 @@
 
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
-
-// Runs the event loop until `done` holds, for at most a generous minute.
-inline bool waitUntil(const std::function<bool()> &done, std::chrono::milliseconds limit = 60s)
-{
-    QDeadlineTimer deadline(limit);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 // The main window over a real Library on a temporary folder of fake scans, read by the fake reader and
 // filed by a stub model server, with the folder chooser and the dialogs answered by the test.
