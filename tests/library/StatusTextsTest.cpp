@@ -1,6 +1,7 @@
 #include "library/DocumentTableModel.h"
 #include "library/DragItem.h"
 #include "library/LibraryFixture.h"
+#include "library/Provenance.h"
 #include "library/StatusLabel.h"
 #include "library/StatusLine.h"
 #include "support/ScriptedModel.h"
@@ -75,6 +76,95 @@ TEST(DragItem, payloadsReadBackWhatWasWrittenAndRefuseOtherTexts)
     EXPECT_EQ(organizationFromPayload(organizationPayload(42)), 42);
     EXPECT_EQ(organizationFromPayload(u"vellumark-org:x"), std::nullopt);
     EXPECT_EQ(organizationFromPayload(scansPayload({ 42 })), std::nullopt);
+}
+
+TEST(Provenance, theFirstConditionThatHoldsWinsAndTheButtonFollowsIt)
+{
+    using Action = Provenance::Action;
+    ScanDocument scan { .id = 7, .path = u"2024/b.pdf"_s, .ocrStatus = OCRStatus::done };
+    const auto with = [&scan](ExtractStatus extract, OCRStatus ocr = OCRStatus::done) {
+        ScanDocument changed = scan;
+        changed.extractStatus = extract;
+        changed.ocrStatus = ocr;
+        return changed;
+    };
+    const ProvenanceState idle { .pendingExtraction = 4 };
+    ProvenanceState asking = idle;
+    asking.work.currentExtraction = u"b.pdf"_s;
+    asking.modelProblem = u"The local model is unavailable"_s;
+    ProvenanceState away = idle;
+    away.modelProblem = u"The local model is unavailable"_s;
+    away.work.requested = { 7 };
+    ProvenanceState asked = idle;
+    asked.work.requested = { 7 };
+    asked.work.paused = true;
+    ProvenanceState paused = idle;
+    paused.work.paused = true;
+    // Another file whose name ends the same way is not this one.
+    paused.work.currentExtraction = u"ab.pdf"_s;
+
+    scan.error = u"The model gave up"_s;
+    scan.organizationName = u"Garden Club"_s;
+    const std::vector<std::tuple<ScanDocument, ProvenanceState, std::optional<QString>, Action>> cases {
+        { with(ExtractStatus::manual), asking, u"Set by you."_s, Action::extractAgain },
+        { with(ExtractStatus::failed), asking, u"The model gave up"_s, Action::extractAgain },
+        { with(ExtractStatus::done), asking, u"Found by the local model."_s, Action::extractAgain },
+        { with(ExtractStatus::pending), asking, u"Asking the local model…"_s, Action::none },
+        { with(ExtractStatus::pending), away, u"The local model is unavailable."_s, Action::none },
+        { with(ExtractStatus::pending), asked, u"Next up for the local model."_s, Action::none },
+        { with(ExtractStatus::pending), idle, u"Waiting for the local model (4 in line)…"_s, Action::extractNow },
+        { with(ExtractStatus::pending), paused, u"Paused."_s, Action::extractNow },
+        { with(ExtractStatus::pending, OCRStatus::pending), idle, std::nullopt, Action::none },
+        { with(ExtractStatus::manual, OCRStatus::pending), idle, u"Set by you."_s, Action::none },
+    };
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const auto &[document, state, text, action] = cases[i];
+        const Provenance said = provenance(document, state);
+        EXPECT_EQ(said.status, text) << "case " << i;
+        EXPECT_EQ(said.action, action) << "case " << i;
+        EXPECT_EQ(said.failed, document.extractStatus == ExtractStatus::failed) << "case " << i;
+    }
+
+    // The model's own answer is told only when it differs from the name filed by more than case.
+    scan.modelOrganization = u"GARDEN CLUB"_s;
+    EXPECT_EQ(provenance(with(ExtractStatus::done), idle).status, u"Found by the local model."_s);
+    scan.modelOrganization = u"Garden Club e.V."_s;
+    EXPECT_EQ(provenance(with(ExtractStatus::done), idle).status, u"The local model said “Garden Club e.V.”."_s);
+    scan.error.reset();
+    EXPECT_EQ(provenance(with(ExtractStatus::failed), idle).status, u""_s);
+}
+
+TEST(Provenance, theSimilarScanAndTheLogAreToldOnlyWhenThereIsSomethingToTell)
+{
+    ScanDocument scan { .id = 7, .path = u"b.pdf"_s, .ocrStatus = OCRStatus::done };
+    ProvenanceState state;
+    EXPECT_EQ(provenance(scan, state).similar, std::nullopt);
+    scan.similarID = 3;
+    EXPECT_EQ(provenance(scan, state).similar, std::nullopt);
+    scan.similarPath = u"2023/old bill.pdf"_s;
+    EXPECT_EQ(provenance(scan, state).similar, u"Looks like old bill.pdf; the model was given that as a hint."_s);
+    state.similar = ScanDocument { .id = 3, .organizationName = u"Water Works"_s };
+    EXPECT_EQ(provenance(scan, state).similar,
+        u"Looks like old bill.pdf (Water Works); the model was given that as a hint."_s);
+
+    scan.extractLog = u"page 1: Water Works"_s;
+    EXPECT_FALSE(provenance(scan, state).showsLog);
+    scan.extractStatus = ExtractStatus::failed;
+    EXPECT_TRUE(provenance(scan, state).showsLog);
+}
+
+TEST(PageText, captionsNumberPagesOfLongerScansAndSayWhichWayTheyWereScanned)
+{
+    EXPECT_EQ(pageCaption(0, 1, {}), u""_s);
+    EXPECT_EQ(pageCaption(0, 1, { 180 }), u"Scanned upside down"_s);
+    EXPECT_EQ(pageCaption(1, 3, { 0, 90 }), u"Page 2 · Scanned sideways"_s);
+    EXPECT_EQ(pageCaption(2, 3, { 0, 90 }), u"Page 3"_s);
+    EXPECT_EQ(pageCaption(0, 2, { 270 }), u"Page 1 · Scanned sideways"_s);
+
+    const QLocale english(QLocale::English, QLocale::UnitedStates);
+    EXPECT_EQ(sizeText(1'234'567, 1, english), u"1.2 MB, 1 page"_s);
+    EXPECT_EQ(sizeText(999, 3, english), u"999 bytes, 3 pages"_s);
+    EXPECT_EQ(sizeText(2048, std::nullopt, english), u"2.0 kB"_s);
 }
 
 class StatusLineTest : public CatalogueLibrary { };
