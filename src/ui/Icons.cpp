@@ -19,6 +19,8 @@ constexpr Symbol symbols[] = {
     { u"building.2", { u"x-office-address-book" } },
     { u"checkmark.circle", { u"emblem-ok", u"emblem-default" } },
     { u"cylinder.split.1x2", { u"drive-harddisk" } },
+    { u"doc.on.doc", { u"edit-copy" } },
+    { u"doc.text", { u"text-x-generic", u"x-office-document" } },
     { u"doc.text.magnifyingglass", { u"document-preview", u"x-office-document" } },
     { u"doc.viewfinder", { u"scanner" } },
     { u"exclamationmark.triangle", { u"dialog-warning" } },

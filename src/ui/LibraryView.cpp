@@ -2,8 +2,8 @@
 
 #include "library/Library.h"
 #include "ui/DocumentTable.h"
-#include "ui/EmptyState.h"
 #include "ui/Icons.h"
+#include "ui/InspectorView.h"
 #include "ui/SidebarView.h"
 
 #include <QComboBox>
@@ -91,13 +91,10 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
 
     sidebar_ = new SidebarView(library_, prompts, this);
     table_ = new DocumentTable(library_, prompts, this);
-    // The inspector of the selected scans takes this place.
-    auto *placeholder = new EmptyState(this);
-    placeholder->show(QStringLiteral("sidebar.right"), QStringLiteral("No Selection"), QString());
-    inspectorPane_ = placeholder;
-    inspectorPane_->setObjectName(QStringLiteral("inspector"));
-    inspectorPane_->setAccessibleName(QStringLiteral("Inspector"));
-    inspectorPane_->setMinimumWidth(260);
+    inspectorPane_ = new InspectorView(library_, this);
+    connect(inspectorPane_, &InspectorView::transcriptRequested, this, &LibraryView::transcriptRequested);
+    connect(inspectorPane_, &InspectorView::instructionsRequested, this, &LibraryView::instructionsRequested);
+    inspectorPane_->setMinimumWidth(300);
 
     auto *splitter = new QSplitter(Qt::Horizontal, this);
     splitter->setObjectName(QStringLiteral("columns"));
@@ -108,7 +105,7 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
     splitter->setStretchFactor(1, 1);
     splitter->setStretchFactor(2, 0);
     splitter->setCollapsible(1, false);
-    splitter->setSizes({ 220, 760, 300 });
+    splitter->setSizes({ 220, 700, 360 });
     inspectorPane_->setVisible(false);
 
     auto *column = new QVBoxLayout(this);

@@ -4,7 +4,10 @@
 
 #include <QWidget>
 
+#include <cstdint>
+
 class DocumentTable;
+class InspectorView;
 class Library;
 class QComboBox;
 class QLineEdit;
@@ -24,10 +27,14 @@ public:
     int shownCount() const;
     DocumentTable *table() const { return table_; }
     SidebarView *sidebar() const { return sidebar_; }
+    InspectorView *inspector() const { return inspectorPane_; }
 
 Q_SIGNALS:
     void shownCountChanged();
     void inspectorToggled(bool shown);
+    // The inspector's "Show Transcript…" and "Edit Prompt…".
+    void transcriptRequested(std::int64_t id);
+    void instructionsRequested();
 
 private:
     void updateYears();
@@ -41,5 +48,5 @@ private:
     QComboBox *year_;
     QComboBox *kind_;
     QToolButton *inspector_;
-    QWidget *inspectorPane_;
+    InspectorView *inspectorPane_;
 };

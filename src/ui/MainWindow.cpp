@@ -46,6 +46,8 @@ MainWindow::MainWindow(Library &library, Prompts prompts, UpdateCheck &updates, 
     connect(&library_, &Library::folderChanged, this, &MainWindow::folderChanged);
     connect(&library_, &Library::pausedChanged, this, &MainWindow::updatePauseItem);
     connect(libraryView_, &LibraryView::shownCountChanged, this, &MainWindow::updateTitle);
+    connect(libraryView_, &LibraryView::instructionsRequested, this, &MainWindow::settingsRequested);
+    connect(libraryView_, &LibraryView::transcriptRequested, this, &MainWindow::transcriptRequested);
     connect(&library_, &Library::editFailed, this, [this](const QString &message) {
         QMessageBox box(QMessageBox::Warning, QStringLiteral("Vellumark"), QStringLiteral("The change wasn't saved"),
             QMessageBox::Ok, this);

@@ -5,6 +5,8 @@
 
 #include <QMainWindow>
 
+#include <cstdint>
+
 class Library;
 class LibraryView;
 class QAction;
@@ -27,8 +29,10 @@ public:
 Q_SIGNALS:
     // Window ▸ Activity, and the status bar's button.
     void activityRequested();
-    // Edit ▸ Preferences….
+    // Edit ▸ Preferences…, and the inspector's "Edit Prompt…".
     void settingsRequested();
+    // The inspector's "Show Transcript…" for the scan.
+    void transcriptRequested(std::int64_t id);
 
 private:
     void buildMenus();
