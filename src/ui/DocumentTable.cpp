@@ -152,6 +152,14 @@ void DocumentTable::applySelection()
     }
     applying_ = true;
     view_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    // One scan chosen elsewhere (the inspector's "Show") is brought into view, and the arrow keys go on
+    // from it.
+    if (library_.selection().size() == 1 && !selection.isEmpty()) {
+        const QModelIndex chosen = selection.indexes().front();
+        if (view_->selectionModel()->currentIndex().row() != chosen.row())
+            view_->selectionModel()->setCurrentIndex(chosen, QItemSelectionModel::NoUpdate);
+        view_->scrollTo(chosen);
+    }
     applying_ = false;
 }
 

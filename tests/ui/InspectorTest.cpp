@@ -1,6 +1,8 @@
 #include "WindowFixture.h"
 // After the fixture, whose first header teaches the tests to print texts.
+#include "library/DocumentTableModel.h"
 #include "ui/DocumentInspector.h"
+#include "ui/DocumentTable.h"
 #include "ui/EmptyState.h"
 #include "ui/InspectorView.h"
 #include "ui/LibraryView.h"
@@ -9,6 +11,7 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QTableView>
 #include <QToolButton>
 
 class InspectorTest : public WindowTest {
@@ -212,4 +215,29 @@ TEST_F(InspectorTest, aScanTheModelGaveUpOnOpensItsDetailsAndSeveralAreAskedAgai
         return library->documentsByID().at(a).extractStatus == ExtractStatus::done
             && library->documentsByID().at(b).extractStatus == ExtractStatus::done;
     }));
+}
+
+TEST_F(InspectorTest, theScanAnotherLookedLikeIsNamedAndShownOnRequest)
+{
+    fakeScan(u"january.pdf"_s, u"Garden club statement of account for January, membership number 4411"_s);
+    fakeScan(u"february.pdf"_s, u"Garden club statement of account for February, membership number 4411"_s);
+    openWithInspector();
+    std::optional<ScanDocument> later;
+    for (const auto &[id, document] : library->documentsByID())
+        if (document.similarID)
+            later = document;
+    ASSERT_TRUE(later.has_value());
+    const QString earlier = library->documentsByID().at(*later->similarID).path;
+
+    library->setSelection({ later->id });
+    EXPECT_EQ(
+        shown(u"similarScan"_s), u"Looks like "_s + earlier + u" (Garden Club); the model was given that as a hint."_s);
+    scanInspector()->findChild<QPushButton *>(u"showSimilar"_s)->click();
+    EXPECT_EQ(library->selection(), DocumentIDSet { *later->similarID });
+    ASSERT_NE(scanInspector(), nullptr);
+    EXPECT_EQ(scanInspector()->id(), *later->similarID);
+    EXPECT_EQ(shown(u"similarScan"_s), u"(hidden)"_s);
+    // The arrow keys go on from the scan shown.
+    DocumentTable &table = *window->libraryView()->table();
+    EXPECT_EQ(table.view()->currentIndex().row(), table.model()->rowOf(*later->similarID));
 }
