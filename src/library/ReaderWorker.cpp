@@ -340,11 +340,23 @@ ReaderWorker::Rendered ReaderWorker::render(
     const QString &path, int index, int maxPixel, int rotation, const std::stop_token &stop)
 {
     Rendered rendered;
-    converse({ Kind::render, path, index, maxPixel, rotation, {} }, stop, [&](const Message &answer) {
+    converse({ Kind::render, path, index, maxPixel, rotation, {}, {} }, stop, [&](const Message &answer) {
         if (answer.kind != Kind::image || answer.index != index || answer.image.isNull() || answer.count <= index)
             throw ReaderProtocol::ProtocolError("an answer out of place");
         rendered = { answer.image, answer.count };
         return true;
     });
     return rendered;
+}
+
+QList<QSizeF> ReaderWorker::measure(const QString &path, const std::stop_token &stop)
+{
+    QList<QSizeF> sizes;
+    converse(ReaderProtocol::message(Kind::measure, path), stop, [&](const Message &answer) {
+        if (answer.kind != Kind::sizes || answer.sizes.isEmpty())
+            throw ReaderProtocol::ProtocolError("an answer out of place");
+        sizes = answer.sizes;
+        return true;
+    });
+    return sizes;
 }

@@ -4,6 +4,8 @@
 #include "ocr/ReaderProtocol.h"
 
 #include <QImage>
+#include <QList>
+#include <QSizeF>
 #include <QString>
 
 #include <chrono>
@@ -74,6 +76,10 @@ public:
         int pageCount = 0;
     };
     Rendered render(const QString &path, int index, int maxPixel, int rotation, const std::stop_token &stop = {});
+
+    // Each page's size in points as OCR::pageImage shows it (turned by its /Rotate), measured by the reader
+    // without rendering; an empty size for a page without area. Throws as `render` does.
+    QList<QSizeF> measure(const QString &path, const std::stop_token &stop = {});
 
     // The running reader's process id, 0 when none runs.
     pid_t processId() const;

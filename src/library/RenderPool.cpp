@@ -33,23 +33,88 @@ RenderPool::~RenderPool()
     for (std::jthread &thread : threads_)
         thread.request_stop();
     threads_.clear();
-    for (Job &job : jobs_) {
-        job.promise.addResult(Result { Outcome::noImage, {}, 0, QStringLiteral("Rendering stopped") });
-        job.promise.finish();
+    for (Job &job : jobs_)
+        job.drop();
+}
+
+namespace {
+
+const QString stopped = QStringLiteral("Rendering stopped");
+
+// What the reader's work came to, with why when it gave nothing.
+std::pair<RenderPool::Outcome, QString> attempt(const std::function<void()> &work)
+{
+    using Outcome = RenderPool::Outcome;
+    try {
+        work();
+        return { Outcome::rendered, {} };
+    } catch (const ReaderUnavailable &unavailable) {
+        return { Outcome::noImage, unavailable.message() };
+    } catch (const OCR::Failure &failure) {
+        if (failure.message() == ReaderWorker::tookTooLong)
+            return { Outcome::timedOut, failure.message() };
+        if (failure.message() == ReaderWorker::stoppedTheReader || failure.message() == ReaderProtocol::tooLarge)
+            return { Outcome::crashed, failure.message() };
+        return { Outcome::noImage, failure.message() };
+    } catch (const Cancelled &) {
+        return { Outcome::noImage, stopped };
+    } catch (const std::exception &error) {
+        return { Outcome::noImage, messageOf(error) };
     }
 }
 
+// The promise answered once, shared by the job's two ways of ending.
+template <typename Answer> std::shared_ptr<QPromise<Answer>> started()
+{
+    auto promise = std::make_shared<QPromise<Answer>>();
+    promise->start();
+    return promise;
+}
+
+template <typename Answer> void answer(QPromise<Answer> &promise, Answer result)
+{
+    promise.addResult(std::move(result));
+    promise.finish();
+}
+
+} // namespace
+
 QFuture<RenderPool::Result> RenderPool::render(QString path, int index, int maxPixel, int rotation)
 {
-    Job job { std::move(path), index, maxPixel, rotation, {} };
-    QFuture<Result> future = job.promise.future();
-    job.promise.start();
+    const std::shared_ptr<QPromise<Result>> promise = started<Result>();
+    add({ [=](ReaderWorker &worker, const std::stop_token &stop) {
+             ReaderWorker::Rendered rendered;
+             const auto [outcome, why]
+                 = attempt([&] { rendered = worker.render(path, index, maxPixel, rotation, stop); });
+             answer(*promise, Result { outcome, std::move(rendered.image), rendered.pageCount, why });
+         },
+        [=] {
+            answer(*promise, Result { Outcome::noImage, {}, 0, stopped });
+        } });
+    return promise->future();
+}
+
+QFuture<RenderPool::Measured> RenderPool::measure(QString path)
+{
+    const std::shared_ptr<QPromise<Measured>> promise = started<Measured>();
+    add({ [=](ReaderWorker &worker, const std::stop_token &stop) {
+             QList<QSizeF> sizes;
+             const auto [outcome, why] = attempt([&] { sizes = worker.measure(path, stop); });
+             answer(*promise, Measured { outcome, std::move(sizes), why });
+         },
+        [=] {
+            answer(*promise, Measured { Outcome::noImage, {}, stopped });
+        } });
+    return promise->future();
+}
+
+void RenderPool::add(Job job)
+{
     {
         std::lock_guard lock(mutex_);
         jobs_.push_back(std::move(job));
     }
     jobAdded_.notify_one();
-    return future;
 }
 
 void RenderPool::serve(const std::stop_token &stop)
@@ -64,27 +129,6 @@ void RenderPool::serve(const std::stop_token &stop)
             job = std::move(jobs_.front());
             jobs_.pop_front();
         }
-        job.promise.addResult(renderWith(worker, job, stop));
-        job.promise.finish();
-    }
-}
-
-RenderPool::Result RenderPool::renderWith(ReaderWorker &worker, const Job &job, const std::stop_token &stop)
-{
-    try {
-        ReaderWorker::Rendered rendered = worker.render(job.path, job.index, job.maxPixel, job.rotation, stop);
-        return { Outcome::rendered, std::move(rendered.image), rendered.pageCount, {} };
-    } catch (const ReaderUnavailable &unavailable) {
-        return { Outcome::noImage, {}, 0, unavailable.message() };
-    } catch (const OCR::Failure &failure) {
-        if (failure.message() == ReaderWorker::tookTooLong)
-            return { Outcome::timedOut, {}, 0, failure.message() };
-        if (failure.message() == ReaderWorker::stoppedTheReader || failure.message() == ReaderProtocol::tooLarge)
-            return { Outcome::crashed, {}, 0, failure.message() };
-        return { Outcome::noImage, {}, 0, failure.message() };
-    } catch (const Cancelled &) {
-        return { Outcome::noImage, {}, 0, QStringLiteral("Rendering stopped") };
-    } catch (const std::exception &error) {
-        return { Outcome::noImage, {}, 0, messageOf(error) };
+        job.run(worker, stop);
     }
 }

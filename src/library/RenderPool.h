@@ -4,12 +4,15 @@
 
 #include <QFuture>
 #include <QImage>
+#include <QList>
 #include <QPromise>
+#include <QSizeF>
 #include <QString>
 
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <stop_token>
 #include <thread>
@@ -30,7 +33,8 @@ std::chrono::milliseconds timeout();
 // own (a reader ends with the thread that started it). A render that takes longer than the time limit
 // or ends its reader gives no image; that reader is killed and the thread's next render starts a new
 // one, while the other threads carry on. Requests beyond the number of readers wait, first in, first
-// out. Results arrive through QFutures, so that the main thread can await them without blocking.
+// out. Besides pages, a reader measures the sizes of a file's pages. Results arrive through QFutures, so that the main
+// thread can await them without blocking.
 class RenderPool {
 public:
     struct Options {
@@ -66,17 +70,25 @@ public:
     // clockwise.
     QFuture<Result> render(QString path, int index, int maxPixel, int rotation);
 
-private:
-    struct Job {
-        QString path;
-        int index = 0;
-        int maxPixel = 0;
-        int rotation = 0;
-        QPromise<Result> promise;
+    struct Measured {
+        Outcome outcome = Outcome::noImage;
+        QList<QSizeF> sizes; // when measured: each page's, in points, as a render shows it before turning
+        QString why; // when not
     };
 
+    // The size of every page of the file, without rendering any; waits its turn as a render does.
+    QFuture<Measured> measure(QString path);
+
+private:
+    // A request waiting for a reader: `run` does it with the thread's reader and answers it, `drop`
+    // answers it without an image when the pool goes first.
+    struct Job {
+        std::function<void(ReaderWorker &, const std::stop_token &)> run;
+        std::function<void()> drop;
+    };
+
+    void add(Job job);
     void serve(const std::stop_token &stop);
-    static Result renderWith(ReaderWorker &worker, const Job &job, const std::stop_token &stop);
 
     Options options_;
     std::mutex mutex_;

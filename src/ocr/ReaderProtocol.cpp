@@ -14,7 +14,7 @@ constexpr qsizetype lengthSize = 4;
 
 bool knownKind(quint8 kind)
 {
-    return kind >= quint8(Kind::read) && kind <= quint8(Kind::image);
+    return kind >= quint8(Kind::read) && kind <= quint8(Kind::sizes);
 }
 
 constexpr qsizetype bytesPerPixel = 4;
@@ -56,6 +56,33 @@ QImage readImage(QDataStream &stream)
     return image;
 }
 
+void writeSizes(QDataStream &stream, const QList<QSizeF> &sizes)
+{
+    stream << qint32(sizes.size());
+    for (const QSizeF &size : sizes)
+        stream << size.width() << size.height();
+}
+
+// Throws ProtocolError for a count of more sizes than the frame could carry, so that a corrupt count
+// never reserves memory.
+QList<QSizeF> readSizes(QDataStream &stream, qsizetype frameSize)
+{
+    qint32 count = 0;
+    stream >> count;
+    constexpr qsizetype bytesPerSize = 2 * sizeof(double);
+    if (count < 0 || count > frameSize / bytesPerSize)
+        throw ProtocolError("more sizes than the frame holds");
+    QList<QSizeF> sizes;
+    sizes.reserve(count);
+    for (qint32 index = 0; index < count && stream.status() == QDataStream::Ok; ++index) {
+        double width = 0;
+        double height = 0;
+        stream >> width >> height;
+        sizes.append(QSizeF(width, height));
+    }
+    return sizes;
+}
+
 Message decode(const QByteArray &body)
 {
     QDataStream stream(body);
@@ -64,6 +91,7 @@ Message decode(const QByteArray &body)
     Message message;
     stream >> kind >> message.text >> message.index >> message.count >> message.rotation;
     message.image = readImage(stream);
+    message.sizes = readSizes(stream, body.size());
     if (stream.status() != QDataStream::Ok || !stream.atEnd() || !knownKind(kind))
         throw ProtocolError("a frame that is no message");
     message.kind = Kind(kind);
@@ -80,6 +108,7 @@ QByteArray frame(const Message &message)
         stream.setVersion(streamVersion);
         stream << quint8(message.kind) << message.text << message.index << message.count << message.rotation;
         writeImage(stream, message.image);
+        writeSizes(stream, message.sizes);
     }
     const quint32 length = quint32(bytes.size() - lengthSize);
     for (int byte = 0; byte < lengthSize; ++byte)

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 #include <QImage>
+#include <QList>
+#include <QSizeF>
 #include <QString>
 
 #include <optional>
@@ -11,7 +13,8 @@
 // length as four bytes, most significant first, then its body written with QDataStream. A request names
 // one file; the answers are the file's hash, each page as soon as it is read, then the end of the file
 // or why it failed. A render request names one page of a file; the answer is its picture, or why there
-// is none. Right after start-up the reader says it is ready, or why it can't read at all.
+// is none. A measure request names a file; the answer is the size of each of its pages. Right after start-up the reader
+// says it is ready, or why it can't read at all.
 namespace ReaderProtocol {
 
 enum class Kind : quint8 {
@@ -25,6 +28,9 @@ enum class Kind : quint8 {
     render, // request: page `index` of the file at path `text`, its larger side `count` pixels, then turned
             // `rotation` degrees clockwise
     image, // the rendered page `index` as `image`, of a file of `count` pages
+    measure, // request: the size of every page of the file at path `text`, without rendering any
+    sizes, // each page's size in points as a viewer shows it (turned by its /Rotate) as `sizes`; an empty
+           // size for a page without area
 };
 
 struct Message {
@@ -35,13 +41,14 @@ struct Message {
     qint32 rotation = 0;
     // Travels as its size and raw pixels, ARGB32 premultiplied.
     QImage image;
+    QList<QSizeF> sizes;
     bool operator==(const Message &) const = default;
 };
 
 // A message that carries at most a text.
 inline Message message(Kind kind, QString text = {})
 {
-    return { kind, std::move(text), 0, 0, 0, {} };
+    return { kind, std::move(text), 0, 0, 0, {}, {} };
 }
 
 // The failure a reader answers when it runs out of memory; it ends right after.

@@ -242,7 +242,7 @@ void read(TextRecognizer &recognizer, const QString &path)
             [](int index, int count, const OCR::Page &page) {
                 if (engineMessages.outOfMemory())
                     throw std::bad_alloc();
-                send({ Kind::page, page.text, index, count, page.rotation, {} });
+                send({ Kind::page, page.text, index, count, page.rotation, {}, {} });
             },
             [](const QString &sha256) { send(ReaderProtocol::message(Kind::hash, sha256)); });
         send(ReaderProtocol::message(Kind::done));
@@ -255,7 +255,25 @@ void render(const Message &request)
         const OCR::PageImage page = OCR::pageImage(request.text, request.index, request.count, request.rotation);
         if (engineMessages.outOfMemory())
             throw std::bad_alloc();
-        send({ Kind::image, {}, request.index, page.pageCount, 0, page.image });
+        send({ Kind::image, {}, request.index, page.pageCount, 0, page.image, {} });
+    });
+}
+
+// Opening the file is all it takes: no page is drawn.
+void measure(const Message &request)
+{
+    answering([&] {
+        const std::unique_ptr<Poppler::Document> document = OCR::openDocument(OCR::readWhole(request.text));
+        Message answer = ReaderProtocol::message(Kind::sizes);
+        const int count = document->numPages();
+        answer.sizes.reserve(count);
+        for (int index = 0; index < count; ++index) {
+            const std::unique_ptr<Poppler::Page> page = document->page(index);
+            answer.sizes.append(page ? OCR::shownSize(*page).value_or(QSizeF()) : QSizeF());
+        }
+        if (engineMessages.outOfMemory())
+            throw std::bad_alloc();
+        send(answer);
     });
 }
 
@@ -313,6 +331,8 @@ int main(int argc, char *argv[])
                 send(ReaderProtocol::message(Kind::failed, QStringLiteral("This reader only renders pages")));
             else if (message->kind == Kind::render)
                 render(*message);
+            else if (message->kind == Kind::measure)
+                measure(*message);
         }
     } catch (const ReaderProtocol::ProtocolError &) {
     }

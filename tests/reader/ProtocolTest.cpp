@@ -29,14 +29,16 @@ QImage smallPicture()
     return image;
 }
 
-// Fed however split, messages arrive whole (pictures pixel for pixel) and a frame cut short is held;
-// bytes that are no message are refused.
+// Fed however split, messages arrive whole (pictures pixel for pixel, page sizes exactly) and a frame cut short is
+// held; bytes that are no message are refused.
 TEST(ReaderProtocol, framesArriveWholeHoweverSplitAndBytesThatAreNoMessageAreRefused)
 {
     const std::vector<Message> sent { message(Kind::ready), message(Kind::hash, QString(64, QLatin1Char('a'))),
-        { Kind::page, QStringLiteral("Grüße\n\nzweite Zeile"), 1, 3, 270, {} }, { Kind::page, QString(), 2, 3, 0, {} },
-        { Kind::render, QStringLiteral("/scans/Rechnung.pdf"), 0, 120, -90, {} },
-        { Kind::image, QString(), 0, 4, 0, smallPicture() },
+        { Kind::page, QStringLiteral("Grüße\n\nzweite Zeile"), 1, 3, 270, {}, {} },
+        { Kind::page, QString(), 2, 3, 0, {}, {} },
+        { Kind::render, QStringLiteral("/scans/Rechnung.pdf"), 0, 120, -90, {}, {} },
+        { Kind::image, QString(), 0, 4, 0, smallPicture(), {} }, message(Kind::measure, QStringLiteral("/scans/a.pdf")),
+        { Kind::sizes, QString(), 0, 0, 0, {}, { QSizeF(612, 792), QSizeF(), QSizeF(841.89, 595.28) } },
         message(Kind::failed, QStringLiteral("PDF is password protected")), message(Kind::done) };
     QByteArray stream;
     for (const Message &message : sent)
@@ -58,10 +60,14 @@ TEST(ReaderProtocol, framesArriveWholeHoweverSplitAndBytesThatAreNoMessageAreRef
     QByteArray trailing = done + 'x';
     trailing[3] = char(trailing[3] + 1);
     // A picture whose size claims one pixel more than it carries.
-    QByteArray wrongSize = frame({ Kind::image, QString(), 0, 1, 0, smallPicture() });
+    QByteArray wrongSize = frame({ Kind::image, QString(), 0, 1, 0, smallPicture(), {} });
     const qsizetype widthAt = wrongSize.indexOf(QByteArray("\0\0\0\x03\0\0\0\x02", 8));
     wrongSize[widthAt + 3] = char(4);
-    for (const QByteArray &bytes : { unknownKind, shortBody, trailing, wrongSize, QByteArray("\x7f\xff\xff\xff", 4) }) {
+    // Sizes whose count claims far more than the frame carries.
+    QByteArray tooManySizes = frame({ Kind::sizes, QString(), 0, 0, 0, {}, { QSizeF(612, 792) } });
+    tooManySizes[tooManySizes.size() - 20] = char(0x10);
+    for (const QByteArray &bytes :
+        { unknownKind, shortBody, trailing, wrongSize, tooManySizes, QByteArray("\x7f\xff\xff\xff", 4) }) {
         FrameReader reader;
         EXPECT_THROW(received(bytes, bytes.size(), reader), ProtocolError) << bytes.toHex().toStdString();
     }

@@ -53,6 +53,13 @@ RenderPool::Result rendered(RenderPool &pool, const QString &path, int maxPixel,
     return future.result();
 }
 
+RenderPool::Measured measured(RenderPool &pool, const QString &path)
+{
+    QFuture<RenderPool::Measured> future = pool.measure(path);
+    future.waitForFinished();
+    return future.result();
+}
+
 class PageImageTest : public ::testing::Test {
 protected:
     QString file(const QString &name, const QByteArray &bytes)
@@ -94,11 +101,18 @@ TEST_F(PageImageTest, aScanIsRenderedAtTheSizeAskedAsAViewerShowsItThenTurned)
         EXPECT_EQ(topSide(result.image), test.top);
     }
     EXPECT_EQ(rendered(pool, upright, 120, -90).image, rendered(pool, upright, 120, 270).image);
+    // Measured as rendered before turning: /Rotate swaps the sides, the crop box is the page.
+    const QString mixed = file(u"mixed.pdf"_s,
+        scanPdf({ { .lines = letter }, { .lines = letter, .rotateAttribute = 270 },
+            { .lines = letter, .cropBox = QRectF(0, 198, 612, 594) } }));
+    const RenderPool::Measured sizes = measured(pool, mixed);
+    ASSERT_EQ(sizes.outcome, RenderPool::Outcome::rendered) << sizes.why.toStdString();
+    EXPECT_EQ(sizes.sizes, (QList { QSizeF(612, 792), QSizeF(792, 612), QSizeF(612, 594) }));
     // No upper limit but what fits in one answer.
     EXPECT_EQ(rendered(pool, upright, 100000, 0).image.height(), ReaderProtocol::maximumImageSide);
 }
 
-// Files that give no picture leave the reader running; one reader reads and renders in turn.
+// Files that give no picture, nor sizes, leave the reader running; one reader reads and renders in turn.
 TEST_F(PageImageTest, aFileWithoutThePageGivesNoImageAndAReaderReadsAndRendersInTurn)
 {
     RenderPool pool({ .readers = 1 });
@@ -110,6 +124,11 @@ TEST_F(PageImageTest, aFileWithoutThePageGivesNoImageAndAReaderReadsAndRendersIn
         EXPECT_EQ(result.outcome, RenderPool::Outcome::noImage);
         EXPECT_TRUE(result.image.isNull());
         EXPECT_FALSE(result.why.isEmpty());
+        if (index == 0) {
+            const RenderPool::Measured sizes = measured(pool, path);
+            EXPECT_EQ(sizes.outcome, RenderPool::Outcome::noImage);
+            EXPECT_TRUE(sizes.sizes.isEmpty());
+        }
     }
     const RenderPool::Result second = rendered(pool, twoPages, 120, 0, 1);
     EXPECT_EQ(second.pageCount, 2);

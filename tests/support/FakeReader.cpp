@@ -66,7 +66,7 @@ void read(const QString &path)
             rotation = text.section(QLatin1Char('\n'), 0, 0).mid(10).toInt();
             text = text.section(QLatin1Char('\n'), 1);
         }
-        send({ Kind::page, text, qint32(index), qint32(pages.size()), rotation, {} });
+        send({ Kind::page, text, qint32(index), qint32(pages.size()), rotation, {}, {} });
     }
     send(message(Kind::done));
 }
@@ -74,7 +74,7 @@ void read(const QString &path)
 // A portrait page, white with a dark bar along its top, turned as asked.
 QImage fakePage(int maxPixel, int rotation)
 {
-    QImage page(maxPixel * 3 / 4, maxPixel, QImage::Format_ARGB32_Premultiplied);
+    QImage page(maxPixel * fakePageWidth / fakePageHeight, maxPixel, QImage::Format_ARGB32_Premultiplied);
     page.fill(Qt::white);
     for (int y = 0; y < page.height() / 8; ++y)
         std::fill_n(reinterpret_cast<QRgb *>(page.scanLine(y)), page.width(), qRgb(0, 0, 0));
@@ -111,7 +111,21 @@ void render(const Message &request)
     const qint32 count = qint32(bytes.count('\f') + 1);
     if (request.index >= count)
         return send(message(Kind::failed, QStringLiteral("PDF has no page %1").arg(request.index + 1)));
-    send({ Kind::image, {}, request.index, count, 0, fakePage(request.count, request.rotation) });
+    send({ Kind::image, {}, request.index, count, 0, fakePage(request.count, request.rotation), {} });
+}
+
+// Every page is portrait, as its render is.
+void measure(const Message &request)
+{
+    QFile file(request.text);
+    if (!file.open(QIODevice::ReadOnly))
+        return send(message(Kind::failed, QStringLiteral("The file couldn't be read: ") + file.errorString()));
+    const QByteArray bytes = file.readAll();
+    if (!bytes.startsWith(fakeScanMarker))
+        return send(message(Kind::failed, QStringLiteral("Not a readable PDF")));
+    Message answer = message(Kind::sizes);
+    answer.sizes.fill(QSizeF(fakePageWidth, fakePageHeight), bytes.count('\f') + 1);
+    send(answer);
 }
 
 } // namespace
@@ -128,6 +142,8 @@ int main()
                 read(message->text);
             else if (message->kind == Kind::render)
                 render(*message);
+            else if (message->kind == Kind::measure)
+                measure(*message);
         }
     } catch (const ReaderProtocol::ProtocolError &) {
     }
