@@ -5,6 +5,7 @@
 #include "ui/Disclosure.h"
 #include "ui/EmptyState.h"
 #include "ui/Icons.h"
+#include "ui/PDFPreview.h"
 #include "ui/ToneLabel.h"
 
 #include <QCoro/QCoroTask>
@@ -245,20 +246,20 @@ void DocumentInspector::refreshTop()
     const QString kind = file ? QStringLiteral("preview") : QStringLiteral("missing");
     if (kind != topKey_) {
         delete top_;
-        if (file) {
-            top_ = new QWidget(topHolder_);
-            top_->setObjectName(QStringLiteral("preview"));
-        } else {
-            auto *missing = new EmptyState(topHolder_);
-            missing->setObjectName(QStringLiteral("fileMissing"));
-            top_ = missing;
-        }
+        if (file)
+            top_ = new PDFPreview(topHolder_);
+        else
+            top_ = new EmptyState(topHolder_);
         topHolder_->layout()->addWidget(top_);
         top_->show();
         topKey_ = kind;
     }
-    if (auto *missing = qobject_cast<EmptyState *>(top_))
+    if (auto *preview = qobject_cast<PDFPreview *>(top_)) {
+        preview->show(*file, document_.fileModified, document_.pageRotations);
+    } else if (auto *missing = qobject_cast<EmptyState *>(top_)) {
+        missing->setObjectName(QStringLiteral("fileMissing"));
         missing->show(QStringLiteral("questionmark.folder"), QStringLiteral("File Missing"), document_.path);
+    }
 }
 
 void DocumentInspector::refreshProvenance()

@@ -7,12 +7,15 @@
 #include "ui/InspectorView.h"
 #include "ui/LibraryView.h"
 #include "ui/MultipleInspector.h"
+#include "ui/PDFPreview.h"
 #include "ui/ToneLabel.h"
 
 #include <QLabel>
 #include <QPushButton>
 #include <QTableView>
 #include <QToolButton>
+
+#include "PageSides.h"
 
 class InspectorTest : public WindowTest {
 protected:
@@ -240,4 +243,37 @@ TEST_F(InspectorTest, theScanAnotherLookedLikeIsNamedAndShownOnRequest)
     // The arrow keys go on from the scan shown.
     DocumentTable &table = *window->libraryView()->table();
     EXPECT_EQ(table.view()->currentIndex().row(), table.model()->rowOf(*later->similarID));
+}
+
+TEST_F(InspectorTest, thePreviewShowsEachPageTurnedAsItWasReadAndReloadsWhenThatChanges)
+{
+    writeFakeScan(path(u"two.pdf"_s),
+        { u"The first page of a long letter from the insurance company about the new policy"_s,
+            u"@rotation=90\nThe second page, scanned sideways"_s });
+    openWithInspector();
+    const std::int64_t id = idOf(u"two.pdf"_s);
+    ASSERT_EQ(library->documentsByID().at(id).pageRotations, (std::vector<int> { 0, 90 }));
+    library->setSelection({ id });
+    auto *preview = scanInspector()->findChild<PDFPreview *>();
+    ASSERT_NE(preview, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return preview->pageImage(0) && preview->pageImage(1); }));
+    EXPECT_EQ(topSide(*preview->pageImage(0)), Side::top);
+    EXPECT_EQ(topSide(*preview->pageImage(1)), Side::right);
+    const QString before = preview->loadedKey();
+
+    // Read again the other way up: the same file with other rotations is shown anew.
+    writeFakeScan(path(u"two.pdf"_s),
+        { u"@rotation=180\nThe first page of a long letter from the insurance company about the new policy"_s,
+            u"The second page, now upright"_s });
+    QFile(path(u"two.pdf"_s)).setFileTime(QDateTime::currentDateTime().addSecs(5), QFileDevice::FileModificationTime);
+    library->rescan();
+    ASSERT_TRUE(waitUntil([&] {
+        return library->documentsByID().at(id).pageRotations == std::vector<int> { 180, 0 };
+    }));
+    EXPECT_EQ(scanInspector()->findChild<PDFPreview *>(), preview);
+    EXPECT_NE(preview->loadedKey(), before);
+    ASSERT_TRUE(waitUntil([&] {
+        return preview->pageImage(0) && topSide(*preview->pageImage(0)) == Side::bottom && preview->pageImage(1)
+            && topSide(*preview->pageImage(1)) == Side::top;
+    }));
 }

@@ -19,6 +19,7 @@
 #include <QStyle>
 #include <QStyleFactory>
 #include <QTemporaryDir>
+#include <QToolButton>
 
 #include <cstdio>
 #include <functional>
@@ -195,6 +196,26 @@ int main(int argc, char *argv[])
     while (!settle.hasExpired())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     save(window, output, u"main-window"_s);
+
+    // The inspector on the letter scanned upside down, then on two letters at once.
+    window.findChild<QToolButton *>(u"inspectorToggle"_s)->click();
+    std::int64_t turned = 0, other = 0;
+    for (const auto &[id, document] : library.documentsByID()) {
+        if (QFileInfo(document.path).fileName() == u"2023-11-28 insurance.pdf")
+            turned = id;
+        else if (QFileInfo(document.path).fileName() == u"2024-03-12 water.pdf")
+            other = id;
+    }
+    library.setSelection({ turned });
+    settle = QDeadlineTimer(3000);
+    while (!settle.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    save(window, output, u"inspector"_s);
+    library.setSelection({ turned, other });
+    QCoreApplication::processEvents();
+    save(window, output, u"inspector-several"_s);
+    window.findChild<QToolButton *>(u"inspectorToggle"_s)->click();
+    library.setSelection({});
 
     // The model server gone: text is still read, filing waits.
     QSettings().setValue(u"ModelServer"_s, u"http://127.0.0.1:9"_s);
