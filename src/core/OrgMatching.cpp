@@ -163,8 +163,10 @@ bool isASCII(const QString &text)
     return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
 }
 
-// Case, diacritic and width folding: compatibility decomposition turns full-width and other variant
-// forms into their ordinary letters and splits accents off so that they can be dropped.
+} // namespace
+
+// Compatibility decomposition turns full-width and other variant forms into their ordinary letters and
+// splits accents off so that they can be dropped.
 QString folded(const QString &text)
 {
     if (isASCII(text))
@@ -177,6 +179,8 @@ QString folded(const QString &text)
             kept.push_back(withoutStroke(scalar));
     return QString::fromUcs4(kept.data(), qsizetype(kept.size())).normalized(QString::NormalizationForm_C);
 }
+
+namespace {
 
 // Words of a key, which are separated by single spaces.
 QStringList wordsOf(const QString &key)

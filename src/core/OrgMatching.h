@@ -16,6 +16,9 @@ namespace OrgMatching {
 // Alias table: comparison key of a learned name -> organization id.
 using Aliases = QHash<QString, std::int64_t>;
 
+// The text with case, diacritics and widths folded, for comparisons that ignore them: "Ørsted" -> "orsted".
+QString folded(const QString &text);
+
 // The comparison key of a name: folded case, diacritics and widths, "&" read as "and", punctuation
 // gone, a leading "the" and trailing legal forms dropped. "The Acme Company, Inc." -> "acme".
 QString key(const QString &name);

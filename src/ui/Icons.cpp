@@ -17,6 +17,7 @@ struct Symbol {
 constexpr Symbol symbols[] = {
     { u"arrow.up.circle", { u"go-up" } },
     { u"building.2", { u"x-office-address-book" } },
+    { u"building.columns", {} },
     { u"checkmark.circle", { u"emblem-ok", u"emblem-default" } },
     { u"cylinder.split.1x2", { u"drive-harddisk" } },
     { u"doc.on.doc", { u"edit-copy" } },
@@ -43,6 +44,7 @@ constexpr Symbol symbols[] = {
     { u"sparkles", {} },
     { u"text.viewfinder", {} },
     { u"tray.full", { u"mail-folder-inbox", u"mail-inbox" } },
+    { u"xmark.circle.fill", { u"edit-clear" } },
 };
 
 const Symbol *find(QStringView name)
