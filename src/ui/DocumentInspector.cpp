@@ -4,6 +4,7 @@
 #include "ui/DesktopIntegration.h"
 #include "ui/Disclosure.h"
 #include "ui/EmptyState.h"
+#include "ui/FactsEditor.h"
 #include "ui/Icons.h"
 #include "ui/PDFPreview.h"
 #include "ui/ToneLabel.h"
@@ -70,6 +71,8 @@ DocumentInspector::DocumentInspector(Library &library, ScanDocument document, QW
     auto *column = new QVBoxLayout(body);
     column->setContentsMargins(14, 14, 14, 14);
     column->setSpacing(14);
+    facts_ = new FactsEditor(library_, { document_ }, body);
+    column->addWidget(facts_);
     column->addWidget(makeProvenance());
 
     auto *fileButtons = new QHBoxLayout;
@@ -231,6 +234,7 @@ void DocumentInspector::setDocument(const ScanDocument &document)
     if (document == document_)
         return;
     const ScanDocument old = std::exchange(document_, document);
+    facts_->setDocuments({ document_ });
     refreshTop();
     refreshProvenance();
     refreshDetails();

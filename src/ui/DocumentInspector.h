@@ -11,6 +11,7 @@
 
 class Disclosure;
 class EmptyState;
+class FactsEditor;
 class Library;
 class QGridLayout;
 class QPushButton;
@@ -54,6 +55,7 @@ private:
     // Whether the model's details were opened for this scan; it starts open for one the model gave up on.
     bool showLog_ = false;
 
+    FactsEditor *facts_ = nullptr;
     QWidget *topHolder_ = nullptr;
     QWidget *top_ = nullptr;
     QString topKey_;

@@ -82,13 +82,14 @@ DocumentTable::DocumentTable(Library &library, Prompts &prompts, QWidget *parent
     header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     header->setSectionResizeMode(QHeaderView::Interactive);
     header->setSectionResizeMode(Column::thumbnail, QHeaderView::Fixed);
-    header->setSectionResizeMode(Column::file, QHeaderView::Stretch);
+    // The three texts of any length share the width, so that none is squeezed to nothing when the
+    // inspector takes its place beside the table.
+    for (int column : { Column::organization, Column::type, Column::file })
+        header->setSectionResizeMode(column, QHeaderView::Stretch);
     header->resizeSection(Column::thumbnail, ThumbnailDelegate::columnWidth);
     header->resizeSection(Column::date, 100);
-    header->resizeSection(Column::organization, 170);
-    header->resizeSection(Column::type, 150);
     header->resizeSection(Column::pages, 54);
-    header->resizeSection(Column::status, 130);
+    header->resizeSection(Column::status, 120);
     connect(header, &QHeaderView::sectionClicked, this, &DocumentTable::sortBy);
 
     stack_ = new QStackedLayout(this);

@@ -2,6 +2,7 @@
 
 #include "library/Library.h"
 #include "ui/DesktopIntegration.h"
+#include "ui/FactsEditor.h"
 #include "ui/ToneLabel.h"
 
 #include <QHBoxLayout>
@@ -37,6 +38,8 @@ MultipleInspector::MultipleInspector(Library &library, std::vector<ScanDocument>
     column->setContentsMargins(14, 14, 14, 14);
     column->setSpacing(14);
     column->addWidget(title_);
+    facts_ = new FactsEditor(library_, documents, this);
+    column->addWidget(facts_);
     column->addLayout(buttons);
     column->addWidget(hint);
     column->addStretch();
@@ -49,4 +52,6 @@ void MultipleInspector::setDocuments(std::vector<ScanDocument> documents)
     for (const ScanDocument &document : documents)
         ids_.insert(document.id);
     title_->setText(QString::number(documents.size()) + u" Scans Selected");
+    if (facts_)
+        facts_->setDocuments(std::move(documents));
 }

@@ -7,6 +7,7 @@
 
 #include <vector>
 
+class FactsEditor;
 class Library;
 class ToneLabel;
 
@@ -24,4 +25,5 @@ private:
     Library &library_;
     DocumentIDSet ids_;
     ToneLabel *title_;
+    FactsEditor *facts_ = nullptr;
 };
