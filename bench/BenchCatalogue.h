@@ -14,6 +14,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -26,6 +27,7 @@
 #include <memory>
 #include <numeric>
 #include <optional>
+#include <unistd.h>
 #include <vector>
 
 #include "SyntheticText.h"
@@ -220,5 +222,47 @@ private:
     double buildSeconds_ = 0;
     DocumentIDs readIDs_;
 };
+
+// Makes every present file of the catalogue a hard link to one of the real scans (the scan's size and
+// time written into the catalogue), so that the folder's sync finds nothing changed.
+inline void linkFiles(const QString &folder, const QStringList &scans)
+{
+    const QString store = QDir(folder).filePath(QStringLiteral(".scans"));
+    QDir().mkpath(store);
+    std::vector<QString> sources;
+    std::vector<std::int64_t> sizes;
+    std::vector<double> times;
+    for (int index = 0; index < scans.size(); ++index) {
+        sources.push_back(QDir(store).filePath(QStringLiteral("%1.pdf").arg(index)));
+        QFile::copy(scans[index], sources.back());
+        const QFileInfo info(sources.back());
+        sizes.push_back(info.size());
+        times.push_back(double(info.lastModified().toMSecsSinceEpoch()) / 1000.0);
+    }
+    Database db(QDir(folder).filePath(ScanStore::fileName));
+    inImmediateTransaction(db, [&] {
+        std::vector<std::pair<std::int64_t, QString>> present;
+        Statement read = db.prepare(QStringLiteral("SELECT id, path FROM documents WHERE missing = 0"));
+        read.bind({});
+        while (read.step())
+            present.emplace_back(read.int64(0), read.text(1));
+        Statement update
+            = db.prepare(QStringLiteral("UPDATE documents SET file_size = ?, file_modified = ? WHERE id = ?"));
+        QSet<QString> made;
+        for (const auto &[id, path] : present) {
+            const QString target = QDir(folder).filePath(path);
+            const QString parent = QFileInfo(target).path();
+            if (!made.contains(parent)) {
+                QDir().mkpath(parent);
+                made.insert(parent);
+            }
+            const std::size_t source = std::size_t(id % std::int64_t(sources.size()));
+            if (::link(QFile::encodeName(sources[source]).constData(), QFile::encodeName(target).constData()) != 0)
+                throw Database::Error(QStringLiteral("cannot link ") + target);
+            update.bind({ sizes[source], times[source], id });
+            while (update.step()) { }
+        }
+    });
+}
 
 } // namespace bench

@@ -17,22 +17,14 @@
 #include <cstdio>
 #include <unistd.h>
 
+#include "EventLoop.h"
 #include "LetterPages.h"
 
 namespace {
 
-// A line of /proc/PID/status, such as "VmHWM:  151234 kB", as its number of kilobytes.
-long statusKilobytes(const QString &pid, const char *key)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(key))
-            return line.mid(qsizetype(std::strlen(key))).trimmed().split(' ').first().toLong();
-    }
-    return -1;
-}
+using bench::runUntil;
+using bench::StallWatch;
+using bench::statusKilobytes;
 
 // The process ids of this process's running readers.
 QStringList readers()
@@ -50,41 +42,6 @@ QStringList readers()
             found << pid;
     }
     return found;
-}
-
-// Measures the longest gap between turns of the event loop while it runs.
-class StallWatch {
-public:
-    StallWatch()
-    {
-        clock_.start();
-        tick_.setTimerType(Qt::PreciseTimer);
-        tick_.setInterval(1);
-        QObject::connect(&tick_, &QTimer::timeout, [this] {
-            longest_ = std::max(longest_, clock_.nsecsElapsed() - last_);
-            last_ = clock_.nsecsElapsed();
-        });
-        last_ = clock_.nsecsElapsed();
-        tick_.start();
-    }
-    double longestMilliseconds() const { return double(std::max(longest_, clock_.nsecsElapsed() - last_)) / 1e6; }
-
-private:
-    QElapsedTimer clock_;
-    QTimer tick_;
-    qint64 last_ = 0;
-    qint64 longest_ = 0;
-};
-
-bool runUntil(const std::function<bool()> &done)
-{
-    const QDeadlineTimer deadline(std::chrono::minutes(2));
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
-    }
-    return true;
 }
 
 // Milliseconds from show() to the first page's picture, and the longest stall meanwhile.
@@ -139,10 +96,7 @@ int main(int argc, char *argv[])
     const QString book = folder.filePath(QStringLiteral("book.pdf"));
     writeFile(book, repeatedScanPdf(letterPage(30), 300));
     // Making the scans needed far more memory than showing them: the peak starts again from here.
-    QFile clear(QStringLiteral("/proc/self/clear_refs"));
-    if (clear.open(QIODevice::WriteOnly))
-        clear.write("5");
-    clear.close();
+    bench::resetPeak();
     const QString self = QString::number(::getpid());
     const long residentBefore = statusKilobytes(self, "VmRSS:");
 

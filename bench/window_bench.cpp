@@ -44,62 +44,18 @@
 #include <unistd.h>
 
 #include "BenchCatalogue.h"
+#include "EventLoop.h"
 #include "LetterPages.h"
 
 namespace {
 
+using bench::peakKilobytes;
+using bench::resetPeak;
+using bench::runFor;
+using bench::runUntil;
+using bench::StallWatch;
+
 constexpr int realScans = 30;
-
-// "VmHWM:  151234 kB" of this process, in kilobytes.
-long peakKilobytes()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
-    }
-    return -1;
-}
-
-// Starts the peak resident set again from what the process holds now.
-void resetPeak()
-{
-    QFile clear(QStringLiteral("/proc/self/clear_refs"));
-    if (clear.open(QIODevice::WriteOnly))
-        clear.write("5");
-}
-
-// The longest time the main thread went without running its event loop: a timer asks to run every
-// millisecond, and the longest gap between its runs is the stall.
-class StallWatch {
-public:
-    StallWatch()
-    {
-        clock_.start();
-        tick_.setTimerType(Qt::PreciseTimer);
-        tick_.setInterval(1);
-        QObject::connect(&tick_, &QTimer::timeout, [this] {
-            const qint64 now = clock_.nsecsElapsed();
-            longest_ = std::max(longest_, now - last_);
-            last_ = now;
-        });
-        tick_.start();
-    }
-    void reset()
-    {
-        last_ = clock_.nsecsElapsed();
-        longest_ = 0;
-    }
-    double longestMilliseconds() const { return double(std::max(longest_, clock_.nsecsElapsed() - last_)) / 1e6; }
-
-private:
-    QElapsedTimer clock_;
-    QTimer tick_;
-    qint64 last_ = 0;
-    qint64 longest_ = 0;
-};
 
 // Counts the paints of the table (or of the empty state in its place) made while `when` held.
 class PaintCounter : public QObject {
@@ -116,24 +72,6 @@ protected:
         return QObject::eventFilter(watched, event);
     }
 };
-
-bool runUntil(const std::function<bool()> &done, std::chrono::milliseconds limit = std::chrono::minutes(2))
-{
-    const QDeadlineTimer deadline(limit);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
-    }
-    return true;
-}
-
-void runFor(std::chrono::milliseconds time)
-{
-    const QDeadlineTimer deadline(time);
-    while (!deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
-}
 
 struct Figure {
     double milliseconds = 0;
@@ -258,48 +196,6 @@ public:
     bool synced = false;
 };
 
-// Makes every present file of the catalogue a hard link to one of the real scans (the scan's size and
-// time written into the catalogue), so that the folder's sync finds nothing changed.
-void linkFiles(const QString &folder, const QStringList &scans)
-{
-    const QString store = QDir(folder).filePath(QStringLiteral(".scans"));
-    QDir().mkpath(store);
-    std::vector<QString> sources;
-    std::vector<std::int64_t> sizes;
-    std::vector<double> times;
-    for (int index = 0; index < scans.size(); ++index) {
-        sources.push_back(QDir(store).filePath(QStringLiteral("%1.pdf").arg(index)));
-        QFile::copy(scans[index], sources.back());
-        const QFileInfo info(sources.back());
-        sizes.push_back(info.size());
-        times.push_back(double(info.lastModified().toMSecsSinceEpoch()) / 1000.0);
-    }
-    Database db(QDir(folder).filePath(ScanStore::fileName));
-    inImmediateTransaction(db, [&] {
-        std::vector<std::pair<std::int64_t, QString>> present;
-        Statement read = db.prepare(QStringLiteral("SELECT id, path FROM documents WHERE missing = 0"));
-        read.bind({});
-        while (read.step())
-            present.emplace_back(read.int64(0), read.text(1));
-        Statement update
-            = db.prepare(QStringLiteral("UPDATE documents SET file_size = ?, file_modified = ? WHERE id = ?"));
-        QSet<QString> made;
-        for (const auto &[id, path] : present) {
-            const QString target = QDir(folder).filePath(path);
-            const QString parent = QFileInfo(target).path();
-            if (!made.contains(parent)) {
-                QDir().mkpath(parent);
-                made.insert(parent);
-            }
-            const std::size_t source = std::size_t(id % std::int64_t(sources.size()));
-            if (::link(QFile::encodeName(sources[source]).constData(), QFile::encodeName(target).constData()) != 0)
-                throw Database::Error(QStringLiteral("cannot link ") + target);
-            update.bind({ sizes[source], times[source], id });
-            while (update.step()) { }
-        }
-    });
-}
-
 void clickSidebar(SidebarView &sidebar, const QModelIndex &index)
 {
     QTest::mouseClick(sidebar.viewport(), Qt::LeftButton, {}, sidebar.visualRect(index).center());
@@ -316,7 +212,7 @@ void measureCatalogue(int documents, const QStringList &scans, StallWatch &stall
 {
     bench::Catalogue catalogue(documents);
     const auto start = std::chrono::steady_clock::now();
-    linkFiles(catalogue.folder(), scans);
+    bench::linkFiles(catalogue.folder(), scans);
     // A folder opened before has had its text checked for gibberish once; that check reads every page
     // in the background on the first open only.
     catalogue.store().setSetting(QStringLiteral("checked_garbled_ocr"), QStringLiteral("1"));

@@ -7,6 +7,7 @@
 #include "ui/FactsEditor.h"
 #include "ui/Icons.h"
 #include "ui/PDFPreview.h"
+#include "ui/PageTextView.h"
 #include "ui/ToneLabel.h"
 
 #include <QCoro/QCoroTask>
@@ -94,7 +95,6 @@ DocumentInspector::DocumentInspector(Library &library, ScanDocument document, QW
     heading->setText(QStringLiteral("Recognized Text"));
     column->addWidget(heading);
     auto *text = new QWidget(body);
-    text->setObjectName(QStringLiteral("recognizedText"));
     text_ = new QVBoxLayout(text);
     text_->setContentsMargins(0, 0, 0, 0);
     text_->setSpacing(6);
@@ -337,23 +337,9 @@ void DocumentInspector::refreshText()
         text_->addWidget(note(QStringLiteral("No text found.")));
         return;
     }
-    const int pageCount = document_.pageCount.value_or(int(pages_->size()));
-    for (int index = 0; index < pages_->size(); ++index) {
-        const QString caption = pageCaption(index, pageCount, document_.pageRotations);
-        if (!caption.isEmpty()) {
-            auto *label = new ToneLabel(Tone::secondary, Size::headline, holder);
-            label->setObjectName(QStringLiteral("pageCaption"));
-            label->setText(caption);
-            text_->addWidget(label);
-        }
-        const QString &text = pages_->at(index);
-        auto *page = wrapping(text.isEmpty() ? Tone::secondary : Tone::normal, Size::callout, holder);
-        page->setObjectName(QStringLiteral("pageText"));
-        page->setText(text.isEmpty() ? QStringLiteral("(blank)") : text);
-        text_->addWidget(page);
-        if (index + 1 < pages_->size())
-            text_->addSpacing(6);
-    }
+    auto *view = new PageTextView(holder);
+    view->setPages(*pages_, document_.pageCount.value_or(int(pages_->size())), document_.pageRotations);
+    text_->addWidget(view);
 }
 
 void DocumentInspector::loadPages()

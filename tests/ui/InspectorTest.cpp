@@ -8,6 +8,7 @@
 #include "ui/LibraryView.h"
 #include "ui/MultipleInspector.h"
 #include "ui/PDFPreview.h"
+#include "ui/PageTextView.h"
 #include "ui/ToneLabel.h"
 
 #include <QLabel>
@@ -39,12 +40,16 @@ protected:
             return button->text();
         return u"(shown)"_s;
     }
-    QStringList texts(const QString &name) const
+    // The captions and texts of the pages shown, once all of them are.
+    QStringList captions() const
     {
-        QStringList found;
-        for (QLabel *label : inspector().current()->findChildren<QLabel *>(name))
-            found << label->text();
-        return found;
+        auto *text = inspector().current()->findChild<PageTextView *>();
+        return text && text->isComplete() ? text->captions() : QStringList { u"(not shown)"_s };
+    }
+    QStringList pageTexts() const
+    {
+        auto *text = inspector().current()->findChild<PageTextView *>();
+        return text && text->isComplete() ? text->pageTexts() : QStringList();
     }
     QString fileName(std::int64_t id) const { return QFileInfo(library->documentsByID().at(id).path).fileName(); }
 };
@@ -72,10 +77,10 @@ TEST_F(InspectorTest, showsNothingOneScanOrSeveralAsTheSelectionChanges)
     EXPECT_EQ(shown(u"provenanceAction"_s), u"Extract Again"_s);
     EXPECT_EQ(shown(u"errorValue"_s), u"(hidden)"_s);
     EXPECT_EQ(shown(u"modelDetails"_s), u"(shown)"_s);
-    ASSERT_TRUE(waitUntil([&] { return !texts(u"pageText"_s).isEmpty(); }));
-    EXPECT_TRUE(texts(u"pageText"_s).front().startsWith(u"Garden club newsletter"_s));
+    ASSERT_TRUE(waitUntil([&] { return !pageTexts().isEmpty(); }));
+    EXPECT_TRUE(pageTexts().front().startsWith(u"Garden club newsletter"_s));
     // A one-page scan read upright has no caption at all.
-    EXPECT_EQ(texts(u"pageCaption"_s), QStringList());
+    EXPECT_EQ(captions(), QStringList());
 
     // Another scan gets an inspector of its own, not the first one's state.
     DocumentInspector *first = scanInspector();
@@ -107,13 +112,13 @@ TEST_F(InspectorTest, pagesAreCaptionedByNumberAndTheWayTheyWereScanned)
     openWithInspector();
 
     library->setSelection({ idOf(u"upside.pdf"_s) });
-    ASSERT_TRUE(waitUntil([&] { return !texts(u"pageText"_s).isEmpty(); }));
-    EXPECT_EQ(texts(u"pageCaption"_s), QStringList { u"Scanned upside down"_s });
+    ASSERT_TRUE(waitUntil([&] { return !pageTexts().isEmpty(); }));
+    EXPECT_EQ(captions(), QStringList { u"Scanned upside down"_s });
 
     library->setSelection({ idOf(u"three.pdf"_s) });
-    ASSERT_TRUE(waitUntil([&] { return texts(u"pageText"_s).size() == 3; }));
-    EXPECT_EQ(texts(u"pageCaption"_s), (QStringList { u"Page 1"_s, u"Page 2 · Scanned sideways"_s, u"Page 3"_s }));
-    EXPECT_EQ(texts(u"pageText"_s).last(), u"(blank)"_s);
+    ASSERT_TRUE(waitUntil([&] { return pageTexts().size() == 3; }));
+    EXPECT_EQ(captions(), (QStringList { u"Page 1"_s, u"Page 2 · Scanned sideways"_s, u"Page 3"_s }));
+    EXPECT_EQ(pageTexts().last(), u"(blank)"_s);
     EXPECT_TRUE(shown(u"sizeValue"_s).endsWith(u", 3 pages"_s)) << qPrintable(shown(u"sizeValue"_s));
 }
 
@@ -134,7 +139,7 @@ TEST_F(InspectorTest, theTextAppearsOnceReadAndAMissingFileSaysSo)
     DocumentInspector *before = scanInspector();
     library->setPaused(false);
     ASSERT_TRUE(waitForQuiet());
-    ASSERT_TRUE(waitUntil([&] { return !texts(u"pageText"_s).isEmpty(); }));
+    ASSERT_TRUE(waitUntil([&] { return !pageTexts().isEmpty(); }));
     EXPECT_EQ(scanInspector(), before);
     EXPECT_EQ(shown(u"reading"_s), u"(hidden)"_s);
 
@@ -276,4 +281,25 @@ TEST_F(InspectorTest, thePreviewShowsEachPageTurnedAsItWasReadAndReloadsWhenThat
         return preview->pageImage(0) && topSide(*preview->pageImage(0)) == Side::bottom && preview->pageImage(1)
             && topSide(*preview->pageImage(1)) == Side::top;
     }));
+}
+
+TEST(PageTextView, aLongScansPagesAllArriveInOrderAndShowingOthersStartsAfresh)
+{
+    QStringList pages;
+    for (int page = 1; page <= 40; ++page)
+        pages << u"Text of page %1"_s.arg(page);
+    PageTextView view;
+    view.setPages(pages, 40, { 0, 180 });
+    ASSERT_TRUE(waitUntil([&] { return view.isComplete(); }));
+    EXPECT_EQ(view.pageTexts(), pages);
+    EXPECT_EQ(view.captions().size(), 40);
+    EXPECT_EQ(view.captions().at(1), u"Page 2 · Scanned upside down"_s);
+
+    // Shown again before the first pages were all added: none of them are left over.
+    view.setPages(pages, 40, {});
+    view.setPages({ u"Only page"_s, QString() }, 2, {});
+    ASSERT_TRUE(waitUntil([&] { return view.isComplete(); }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(view.pageTexts(), (QStringList { u"Only page"_s, u"(blank)"_s }));
+    EXPECT_EQ(view.captions(), (QStringList { u"Page 1"_s, u"Page 2"_s }));
 }
