@@ -329,17 +329,21 @@ void DocumentInspector::refreshText()
         line->addWidget(note(QStringLiteral("Reading…")));
         line->addStretch();
         text_->addWidget(row);
+        row->show();
         return;
     }
     if (!pages_)
         return;
     if (pages_->isEmpty()) {
-        text_->addWidget(note(QStringLiteral("No text found.")));
+        QLabel *none = note(QStringLiteral("No text found."));
+        text_->addWidget(none);
+        none->show();
         return;
     }
     auto *view = new PageTextView(holder);
     view->setPages(*pages_, document_.pageCount.value_or(int(pages_->size())), document_.pageRotations);
     text_->addWidget(view);
+    view->show();
 }
 
 void DocumentInspector::loadPages()

@@ -61,8 +61,8 @@ void PageTextView::addPages()
     QTextCharFormat captionFormat;
     captionFormat.setFontWeight(QFont::Bold);
     captionFormat.setForeground(secondary);
-    QTextCharFormat textFormat;
-    textFormat.setForeground(palette().color(QPalette::Text));
+    // Without a colour of its own, the text takes the palette's.
+    const QTextCharFormat textFormat;
     QTextCharFormat blankFormat;
     blankFormat.setForeground(secondary);
     QTextBlockFormat first;
@@ -89,7 +89,7 @@ void PageTextView::addPages()
         const QString &text = pages_.at(index);
         const QTextBlockFormat &format = caption.isEmpty() && index > 0 ? spaced : first;
         if (text.isEmpty()) {
-            block(format, blankFormat, QStringLiteral("(blank)"), BlockKind::text);
+            block(format, blankFormat, QStringLiteral("(blank)"), BlockKind::blank);
         } else {
             // One block per page, its lines kept as line breaks within it.
             QString lines = text;
@@ -133,8 +133,23 @@ void PageTextView::resizeEvent(QResizeEvent *event)
 void PageTextView::changeEvent(QEvent *event)
 {
     QTextBrowser::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange)
+    if (event->type() == QEvent::FontChange)
         rebuild();
+    else if (event->type() == QEvent::PaletteChange)
+        recolour();
+}
+
+void PageTextView::recolour()
+{
+    QTextCharFormat secondary;
+    secondary.setForeground(Tones::secondary(palette()));
+    for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
+        if (block.userState() != BlockKind::caption && block.userState() != BlockKind::blank)
+            continue;
+        QTextCursor cursor(block);
+        cursor.movePosition(QTextCursor::EndOfBlock, QTextCursor::KeepAnchor);
+        cursor.mergeCharFormat(secondary);
+    }
 }
 
 QStringList PageTextView::captions() const
@@ -151,7 +166,7 @@ QStringList PageTextView::blocks(BlockKind kind) const
 {
     QStringList found;
     for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
-        if (block.userState() == kind)
+        if (block.userState() == kind || (kind == BlockKind::text && block.userState() == BlockKind::blank))
             found << block.text().replace(QChar::LineSeparator, QLatin1Char('\n'));
     }
     return found;

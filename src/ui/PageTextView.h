@@ -29,9 +29,11 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
-    enum BlockKind { caption = 1, text };
+    enum BlockKind { caption = 1, text, blank };
 
     void rebuild();
+    // Captions and blank pages in the palette's secondary colour, text in its text colour.
+    void recolour();
     void addPages();
     void fitHeight();
     QStringList blocks(BlockKind kind) const;

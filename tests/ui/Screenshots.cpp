@@ -5,6 +5,7 @@
 #include "support/ScanPdf.h"
 #include "support/StubModelServer.h"
 #include "support/WaitUntil.h"
+#include "ui/InspectorView.h"
 #include "ui/LibraryView.h"
 #include "ui/MainWindow.h"
 #include "ui/UpdateCheck.h"
@@ -14,6 +15,8 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QStyle>
@@ -211,6 +214,12 @@ int main(int argc, char *argv[])
     while (!settle.hasExpired())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     save(window, output, u"inspector"_s);
+    if (auto *details = window.libraryView()->inspector()->current()->findChild<QScrollArea *>(u"inspectorDetails"_s)) {
+        QCoreApplication::processEvents();
+        details->verticalScrollBar()->setValue(details->verticalScrollBar()->maximum());
+        QCoreApplication::processEvents();
+        save(window, output, u"inspector-text"_s);
+    }
     library.setSelection({ turned, other });
     QCoreApplication::processEvents();
     save(window, output, u"inspector-several"_s);
