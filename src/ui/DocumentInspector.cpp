@@ -103,6 +103,7 @@ DocumentInspector::DocumentInspector(Library &library, ScanDocument document, QW
 
     auto *scroll = new QScrollArea(this);
     scroll->setObjectName(QStringLiteral("inspectorDetails"));
+    scroll->setAccessibleName(QStringLiteral("Details"));
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -141,6 +142,7 @@ QWidget *DocumentInspector::makeProvenance()
     auto *statusRow = new QHBoxLayout;
     status_ = wrapping(Tone::secondary, Size::callout, block);
     status_->setObjectName(QStringLiteral("provenanceStatus"));
+    status_->setAccessibleName(QStringLiteral("Where the facts came from"));
     statusAction_ = button(QStringLiteral("provenanceAction"), QString(), QString(), block);
     connect(statusAction_, &QPushButton::clicked, this, [this] {
         if (action_ == Provenance::Action::extractAgain)
@@ -159,6 +161,7 @@ QWidget *DocumentInspector::makeProvenance()
     icon->setPixmap(Icons::symbol(u"doc.on.doc").pixmap(16, 16));
     similar_ = wrapping(Tone::secondary, Size::callout, similarRow_);
     similar_->setObjectName(QStringLiteral("similarScan"));
+    similar_->setAccessibleName(QStringLiteral("Similar scan"));
     auto *show = button(QStringLiteral("showSimilar"), QStringLiteral("Show"),
         QStringLiteral("Select the scan this one looked like"), similarRow_);
     connect(show, &QPushButton::clicked, this, [this] {
@@ -175,6 +178,7 @@ QWidget *DocumentInspector::makeProvenance()
     detailsColumn->setContentsMargins(0, 0, 0, 0);
     log_ = wrapping(Tone::normal, Size::caption, details);
     log_->setObjectName(QStringLiteral("modelLog"));
+    log_->setAccessibleName(QStringLiteral("Model details"));
     QFont mono = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     mono.setPointSizeF(log_->font().pointSizeF());
     log_->setFont(mono);

@@ -214,10 +214,14 @@ TEST_F(InspectorTest, aScanTheModelGaveUpOnOpensItsDetailsAndSeveralAreAskedAgai
     EXPECT_EQ(status->tone(), ToneLabel::Tone::orange);
     EXPECT_EQ(shown(u"modelLog"_s), library->documentsByID().at(a).extractLog.value_or(u"(none)"_s));
     EXPECT_EQ(shown(u"showTranscript"_s), u"Show Transcript…"_s);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(unnamedControls(), QStringList());
 
     fileEverythingAs(u"Garden Club"_s, u"Letter"_s, u"2024-03-05"_s);
     library->setSelection({ a, b });
     ASSERT_NE(qobject_cast<MultipleInspector *>(inspector().current()), nullptr);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(unnamedControls(), QStringList());
     inspector().current()->findChild<QPushButton *>(u"extractAgain"_s)->click();
     ASSERT_TRUE(waitUntil([&] {
         return library->documentsByID().at(a).extractStatus == ExtractStatus::done

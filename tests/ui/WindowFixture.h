@@ -122,6 +122,20 @@ protected:
         return 0;
     }
 
+    // The focusable controls shown in the window without an accessible name (a button's text counts).
+    QStringList unnamedControls() const
+    {
+        QStringList unnamed;
+        for (QWidget *widget : window->findChildren<QWidget *>()) {
+            if (!widget->isVisibleTo(window.get()) || !widget->focusPolicy())
+                continue;
+            const auto *button = qobject_cast<QAbstractButton *>(widget);
+            if (widget->accessibleName().isEmpty() && !(button && !button->text().isEmpty()))
+                unnamed << QString::fromLatin1(widget->metaObject()->className()) + u' ' + widget->objectName();
+        }
+        return unnamed;
+    }
+
     // Answers a dialog by clicking its button with this text.
     static int click(QDialog &dialog, const QString &text)
     {
