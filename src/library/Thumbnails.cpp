@@ -61,7 +61,10 @@ QCoro::Task<std::optional<QImage>> Thumbnails::image(QString path, QDateTime mod
 
 QCoro::Task<std::optional<QImage>> Thumbnails::render(QString path, int rotation, int maxPixel, QString key)
 {
-    co_await acquire();
+    if (!co_await acquire()) {
+        Q_EMIT skipped(key);
+        co_return std::nullopt;
+    }
     RenderPool::Result result;
     try {
         result = co_await pool_->render(path, 0, maxPixel, rotation);
@@ -77,17 +80,23 @@ QCoro::Task<std::optional<QImage>> Thumbnails::render(QString path, int rotation
     co_return result.image;
 }
 
-QCoro::Task<> Thumbnails::acquire()
+QCoro::Task<bool> Thumbnails::acquire()
 {
     if (running_ < maxConcurrent) {
         ++running_;
-        co_return;
+        co_return true;
     }
-    auto turn = std::make_shared<QPromise<void>>();
+    auto turn = std::make_shared<QPromise<bool>>();
     turn->start();
     waiters_.push_back(turn);
+    if (waiters_.size() > std::size_t(maxWaiting)) {
+        const std::shared_ptr<QPromise<bool>> oldest = waiters_.front();
+        waiters_.pop_front();
+        oldest->addResult(false);
+        oldest->finish();
+    }
     // Resumed from the event loop, never inside the caller that hands the slot over.
-    co_await turn->future();
+    co_return co_await turn->future();
 }
 
 void Thumbnails::release()
@@ -96,8 +105,9 @@ void Thumbnails::release()
         --running_;
         return;
     }
-    // The slot passes straight to the first waiter; `running_` stays.
-    const std::shared_ptr<QPromise<void>> next = waiters_.front();
-    waiters_.pop_front();
+    // The slot passes straight to the newest waiter; `running_` stays.
+    const std::shared_ptr<QPromise<bool>> next = waiters_.back();
+    waiters_.pop_back();
+    next->addResult(true);
     next->finish();
 }

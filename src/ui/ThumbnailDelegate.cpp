@@ -33,6 +33,8 @@ ThumbnailDelegate::ThumbnailDelegate(QAbstractItemView *view)
     : QStyledItemDelegate(view)
     , view_(view)
 {
+    // A request given up for newer ones is made again when its row is painted next.
+    connect(&Thumbnails::shared(), &Thumbnails::skipped, this, [this](const QString &key) { requested_.remove(key); });
 }
 
 QSize ThumbnailDelegate::sizeHint(const QStyleOptionViewItem &, const QModelIndex &) const

@@ -119,9 +119,9 @@ TEST_F(ThumbnailsTest, oneRenderPerKeyServesEveryRequestAndAnotherRotationIsRend
     EXPECT_NE(Thumbnails::key(path, someTime, 0), Thumbnails::key(path, someTime.addMSecs(500), 0));
 }
 
-// With more readers than slots, the thumbnails alone keep renders to three at once; the fourth request
-// starts when one of the first three finishes, and the fifth after it.
-TEST_F(ThumbnailsTest, atMostThreeRenderAtOnceAndWaitersStartInTheOrderTheyAsked)
+// With more readers than slots, the thumbnails alone keep renders to three at once; when one of the
+// first three finishes, the request made last starts first.
+TEST_F(ThumbnailsTest, atMostThreeRenderAtOnceAndTheNewestWaiterGoesFirst)
 {
     thumbnails = std::make_unique<Thumbnails>(std::make_shared<RenderPool>(RenderPool::Options { .readers = 5 }));
     std::vector<QString> paths;
@@ -145,12 +145,47 @@ TEST_F(ThumbnailsTest, atMostThreeRenderAtOnceAndWaitersStartInTheOrderTheyAsked
     std::vector<QString> firstThree { begun[0].first, begun[1].first, begun[2].first };
     std::ranges::sort(firstThree);
     EXPECT_EQ(firstThree, (std::vector { u"scan1.pdf"_s, u"scan2.pdf"_s, u"scan3.pdf"_s }));
-    EXPECT_EQ(begun[3].first, u"scan4.pdf"_s);
-    EXPECT_EQ(begun[4].first, u"scan5.pdf"_s);
+    EXPECT_EQ(begun[3].first, u"scan5.pdf"_s);
+    EXPECT_EQ(begun[4].first, u"scan4.pdf"_s);
     for (const auto &[name, underWay] : begun)
         EXPECT_LE(underWay, 3) << name.toStdString();
     for (const Answer *answer : asked)
         EXPECT_TRUE(answer->image);
+}
+
+// Past a couple of screenfuls of waiting requests, the one that waited longest is given up unrendered
+// and said so, so that the table asks again when its row is painted.
+TEST_F(ThumbnailsTest, theOldestWaiterBeyondTheLimitIsGivenUpWithoutRendering)
+{
+    thumbnails = std::make_unique<Thumbnails>(std::make_shared<RenderPool>(RenderPool::Options { .readers = 3 }));
+    QStringList skipped;
+    QObject::connect(thumbnails.get(), &Thumbnails::skipped, [&](const QString &key) { skipped << key; });
+    std::vector<QString> busy;
+    for (int index = 1; index <= Thumbnails::maxConcurrent; ++index) {
+        busy.push_back(scan(u"busy%1.pdf"_s.arg(index), QString::fromLatin1(fakeRenderWait)));
+        request(busy.back());
+    }
+    ASSERT_TRUE(waitUntil([&] { return int(renders().size()) == Thumbnails::maxConcurrent; }));
+    std::vector<const Answer *> waiting;
+    for (int index = 0; index <= Thumbnails::maxWaiting; ++index)
+        waiting.push_back(&request(scan(u"row%1.pdf"_s.arg(index))));
+    ASSERT_TRUE(waitUntil([&] { return waiting.front()->arrived; }));
+    EXPECT_FALSE(waiting.front()->image);
+    EXPECT_EQ(skipped, QStringList { Thumbnails::key(folder.filePath(u"row0.pdf"_s), someTime, 0) });
+
+    for (const QString &path : busy)
+        writeFakeScan(path + u".go"_s, {});
+    ASSERT_TRUE(waitUntil([&] {
+        return std::ranges::all_of(
+            waiting.begin() + 1, waiting.end(), [](const Answer *answer) { return answer->arrived; });
+    }));
+    EXPECT_TRUE(std::ranges::all_of(
+        waiting.begin() + 1, waiting.end(), [](const Answer *answer) { return answer->image.has_value(); }));
+    EXPECT_FALSE(std::ranges::any_of(renders(), [](const auto &render) { return render.first == u"row0.pdf"_s; }));
+    // Asked again, it renders.
+    const Answer &again = request(folder.filePath(u"row0.pdf"_s));
+    ASSERT_TRUE(waitUntil([&] { return again.arrived; }));
+    EXPECT_TRUE(again.image);
 }
 
 // A file that gives no image isn't remembered: once it is a scan, the same key renders.
