@@ -23,6 +23,7 @@
 #include <QDialog>
 #include <QScrollBar>
 #include <QSettings>
+#include <QSplitter>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
@@ -193,6 +194,25 @@ int main(int argc, char **argv)
     library.reveal(longScan);
     print("a 300-page scan selected: its first preview page", until(firstPageShown));
     print("  and its text, 300 pages", until([&] { return textPages() == longScanPages; }));
+    {
+        // The inspector widened by dragging its splitter, a step every 16 ms.
+        auto *columns = window.findChild<QSplitter *>(QStringLiteral("columns"));
+        stall.reset();
+        QElapsedTimer dragging;
+        dragging.start();
+        for (int step = 0; step < 20; ++step) {
+            QList<int> sizes = columns->sizes();
+            sizes[1] -= 8;
+            sizes[2] += 8;
+            columns->setSizes(sizes);
+            runFor(std::chrono::milliseconds(16));
+        }
+        print("  the inspector widened 160 px in 20 steps, 16 ms apart",
+            { double(dragging.nsecsElapsed()) / 1e6, stall.longestMilliseconds() });
+        stall.reset();
+        runFor(std::chrono::milliseconds(500));
+        print("  then its text laid out at the new width", { 500, stall.longestMilliseconds() });
+    }
     stall.reset();
     auto *preview = inspector.current()->findChild<PDFPreview *>();
     QElapsedTimer scrolling;

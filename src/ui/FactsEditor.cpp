@@ -86,8 +86,12 @@ FactsEditor::FactsEditor(Library &library, std::vector<ScanDocument> documents, 
     organizationMenuButton_->setAutoRaise(true);
     organizationMenuButton_->setPopupMode(QToolButton::InstantPopup);
     organizationMenuButton_->setMenu(organizationMenu_);
-    fillOrganizationMenu();
-    connect(&library_, &Library::organizationsChanged, this, &FactsEditor::fillOrganizationMenu);
+    // Filled when opened: an inspector is made for every scan shown, and most are never asked.
+    connect(organizationMenu_, &QMenu::aboutToShow, this, [this] {
+        if (menuStale_)
+            fillOrganizationMenu();
+    });
+    connect(&library_, &Library::organizationsChanged, this, [this] { menuStale_ = true; });
 
     auto *organizationRow = new QHBoxLayout;
     organizationRow->addWidget(organization_, 1);
@@ -239,6 +243,7 @@ void FactsEditor::refreshDate()
 
 void FactsEditor::fillOrganizationMenu()
 {
+    menuStale_ = false;
     organizationMenu_->clear();
     for (const Organization &organization : library_.organizations()) {
         // A menu item reads "&" as the mark of its shortcut letter.

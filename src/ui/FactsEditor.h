@@ -49,6 +49,8 @@ private:
     // The field's text went to the Library and has not been typed in since: leaving the field after
     // Return commits nothing more.
     bool committed_ = false;
+    // The organizations changed since the menu was filled, or it never was.
+    bool menuStale_ = true;
 
     QLineEdit *organization_;
     QStringListModel *suggestions_;

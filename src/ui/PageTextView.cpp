@@ -13,8 +13,11 @@
 
 namespace {
 
-// Enough pages to fill the pane at once; the rest follow in pieces of the same size.
-constexpr int pagesPerStep = 12;
+// Enough pages to fill the pane at once, laid out in a few milliseconds; the rest follow in pieces of
+// the same size.
+constexpr int pagesPerStep = 6;
+// A text this long takes long enough to lay out again that a resize step shouldn't wait for it.
+constexpr int quickLayoutCharacters = 20'000;
 
 } // namespace
 
@@ -32,6 +35,10 @@ PageTextView::PageTextView(QWidget *parent)
     setUndoRedoEnabled(false);
     viewport()->setAutoFillBackground(false);
     document()->setDocumentMargin(0);
+    setLineWrapMode(QTextEdit::FixedPixelWidth);
+    widthSettled_.setSingleShot(true);
+    widthSettled_.setInterval(150);
+    connect(&widthSettled_, &QTimer::timeout, this, &PageTextView::followWidth);
     connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
         &PageTextView::fitHeight);
 }
@@ -128,6 +135,17 @@ void PageTextView::resizeEvent(QResizeEvent *event)
 {
     QTextBrowser::resizeEvent(event);
     verticalScrollBar()->setValue(0);
+    if (viewport()->width() == lineWrapColumnOrWidth())
+        return;
+    if (document()->characterCount() < quickLayoutCharacters)
+        followWidth();
+    else
+        widthSettled_.start();
+}
+
+void PageTextView::followWidth()
+{
+    setLineWrapColumnOrWidth(viewport()->width());
 }
 
 void PageTextView::changeEvent(QEvent *event)

@@ -2,13 +2,15 @@
 
 #include <QStringList>
 #include <QTextBrowser>
+#include <QTimer>
 
 #include <vector>
 
 // The recognized text of a scan, page by page, as one selectable text: each page under its caption (its
 // number and the way it was scanned) or "(blank)". Sized to its whole text, for a scrolling pane to hold.
 // A long scan's pages are added a few at a time between turns of the event loop, each addition laid out
-// on its own, so that hundreds of pages never hold up the window.
+// on its own, and a long text follows a new width only once the width has settled, so that hundreds of
+// pages never hold up the window while it is resized.
 class PageTextView : public QTextBrowser {
     Q_OBJECT
 public:
@@ -36,6 +38,8 @@ private:
     void recolour();
     void addPages();
     void fitHeight();
+    // Lays the text out again at the view's width.
+    void followWidth();
     QStringList blocks(BlockKind kind) const;
 
     QStringList pages_;
@@ -43,4 +47,5 @@ private:
     std::vector<int> rotations_;
     qsizetype added_ = 0;
     int generation_ = 0;
+    QTimer widthSettled_;
 };

@@ -192,6 +192,7 @@ TEST_F(FactsEditorTest, typingOffersOtherOrganizationsAndTheMenuFilesUnderAnyOrN
 
     QMenu *menu = part<QToolButton>(u"organizationMenu"_s)->menu();
     const auto choose = [&](const QString &name) {
+        Q_EMIT menu->aboutToShow();
         for (QAction *item : menu->actions()) {
             if (item->iconText() == name)
                 return item->trigger();
