@@ -32,8 +32,8 @@
 #include <cstdio>
 
 #include "BenchCatalogue.h"
-#include "EventLoop.h"
 #include "LetterPages.h"
+#include "Measure.h"
 
 namespace {
 

@@ -17,32 +17,14 @@
 #include <cstdio>
 #include <unistd.h>
 
-#include "EventLoop.h"
 #include "LetterPages.h"
+#include "Measure.h"
 
 namespace {
 
 using bench::runUntil;
 using bench::StallWatch;
 using bench::statusKilobytes;
-
-// The process ids of this process's running readers.
-QStringList readers()
-{
-    QStringList found;
-    const QByteArray self = QByteArray::number(::getpid());
-    for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
-        // "PID (NAME) STATE PPID ..."
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> rest = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        if (line.contains("(vellumark-reade") && rest.size() > 1 && rest[1] == self)
-            found << pid;
-    }
-    return found;
-}
 
 // Milliseconds from show() to the first page's picture, and the longest stall meanwhile.
 std::pair<double, double> firstPage(PDFPreview &preview, const QString &path)
@@ -110,7 +92,7 @@ int main(int argc, char *argv[])
         print("2-page letter, new readers: first page", firstPage(preview, letter));
         print("300-page scan, running readers: first page", firstPage(preview, book));
         print("300-page scan: scrolled to the last page", scrollThrough(preview));
-        for (const QString &reader : readers())
+        for (const QString &reader : bench::readerProcesses())
             readerPeak = std::max(readerPeak, statusKilobytes(reader, "VmHWM:"));
     }
     std::printf("this process: resident %ld MB before, peak %ld MB, %ld MB at the end\n", residentBefore / 1024,

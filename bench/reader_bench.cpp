@@ -14,25 +14,13 @@
 #include <cstdio>
 
 #include "LetterPages.h"
+#include "Measure.h"
 
 namespace {
 
 double seconds(const QElapsedTimer &timer)
 {
     return double(timer.nsecsElapsed()) / 1e9;
-}
-
-// A line of /proc/PID/status, such as "VmHWM:  151234 kB", as its number of kilobytes.
-long statusKilobytes(pid_t pid, const char *key)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(key))
-            return line.mid(qsizetype(std::strlen(key))).trimmed().split(' ').first().toLong();
-    }
-    return -1;
 }
 
 } // namespace
@@ -85,9 +73,9 @@ int main(int argc, char *argv[])
             std::fprintf(stderr, "the reader read something else\n");
     }
     const pid_t reader = worker.processId();
-    const long residentPeak = statusKilobytes(reader, "VmHWM:");
-    const long data = statusKilobytes(reader, "VmData:");
-    const long virtualPeak = statusKilobytes(reader, "VmPeak:");
+    const long residentPeak = bench::statusKilobytes(QString::number(reader), "VmHWM:");
+    const long data = bench::statusKilobytes(QString::number(reader), "VmData:");
+    const long virtualPeak = bench::statusKilobytes(QString::number(reader), "VmPeak:");
 
     // Start-up: a fresh reader answering a file that fails at once, less what an old one takes for it.
     constexpr int starts = 5;

@@ -19,42 +19,14 @@
 #include <unistd.h>
 
 #include "LetterPages.h"
+#include "Measure.h"
 
 namespace {
 
+using bench::statusKilobytes;
+
 constexpr int screenful = 25;
 constexpr int maxPixel = 120;
-
-// A line of /proc/PID/status, such as "VmHWM:  151234 kB", as its number of kilobytes.
-long statusKilobytes(const QString &pid, const char *key)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(key))
-            return line.mid(qsizetype(std::strlen(key))).trimmed().split(' ').first().toLong();
-    }
-    return -1;
-}
-
-// The process ids of this process's running readers.
-QStringList readers()
-{
-    QStringList found;
-    const QByteArray self = QByteArray::number(::getpid());
-    for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
-        // "PID (NAME) STATE PPID ..."
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> rest = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        if (line.contains("(vellumark-reade") && rest.size() > 1 && rest[1] == self)
-            found << pid;
-    }
-    return found;
-}
 
 QCoro::Task<> ask(Thumbnails &thumbnails, QString path, int *arrived, int *images)
 {
@@ -139,7 +111,7 @@ int main(int argc, char *argv[])
         Thumbnails thumbnails(pool);
         print("running readers, cold cache", screen(thumbnails, paths));
         print("cached", screen(thumbnails, paths));
-        for (const QString &reader : readers())
+        for (const QString &reader : bench::readerProcesses())
             readerPeak = std::max(readerPeak, statusKilobytes(reader, "VmHWM:"));
     }
     std::printf("this process: resident %ld MB before, peak %ld MB, %ld MB at the end\n", residentBefore / 1024,

@@ -44,8 +44,8 @@
 #include <unistd.h>
 
 #include "BenchCatalogue.h"
-#include "EventLoop.h"
 #include "LetterPages.h"
+#include "Measure.h"
 
 namespace {
 

@@ -1,13 +1,15 @@
 #pragma once
 
-// What the desktop benchmarks measure the main thread and memory with: the longest stall of the event
-// loop, running it until something holds, and the resident memory of this process or another.
+// What the benchmarks measure with: the longest stall of the event loop, running it until something
+// holds, the resident memory of this process or another, and this process's readers.
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QString>
+#include <QStringList>
 #include <QTimer>
 
 #include <algorithm>
@@ -29,6 +31,24 @@ inline long statusKilobytes(const QString &pid, const char *key)
             return line.mid(qsizetype(std::strlen(key))).trimmed().split(' ').first().toLong();
     }
     return -1;
+}
+
+// The process ids of this process's running readers.
+inline QStringList readerProcesses()
+{
+    QStringList found;
+    const QByteArray self = QByteArray::number(::getpid());
+    for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            continue;
+        // "PID (NAME) STATE PPID ..."
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> rest = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        if (line.contains("(vellumark-reade") && rest.size() > 1 && rest[1] == self)
+            found << pid;
+    }
+    return found;
 }
 
 // The peak resident memory of this process, in kilobytes.
