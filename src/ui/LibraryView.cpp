@@ -9,6 +9,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QSettings>
 #include <QSignalBlocker>
 #include <QSplitter>
 #include <QTableView>
@@ -115,6 +116,7 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
     column->addWidget(splitter, 1);
 
     connect(inspector_, &QToolButton::toggled, this, [this](bool shown) {
+        QSettings().setValue(inspectorShownKey, shown);
         inspectorPane_->setVisible(shown);
         updateInspectorToggle();
         Q_EMIT inspectorToggled(shown);
@@ -138,6 +140,8 @@ LibraryView::LibraryView(Library &library, Prompts &prompts, QWidget *parent)
     updateYears();
     updateKinds();
     updateInspectorToggle();
+    // As the person left it last time.
+    inspector_->setChecked(QSettings().value(inspectorShownKey, false).toBool());
 }
 
 void LibraryView::focusSearch()

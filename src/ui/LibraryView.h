@@ -19,6 +19,9 @@ class SidebarView;
 class LibraryView : public QWidget {
     Q_OBJECT
 public:
+    // Whether the inspector was shown when the app was last used.
+    static inline const QString inspectorShownKey = QStringLiteral("InspectorShown");
+
     LibraryView(Library &library, Prompts &prompts, QWidget *parent = nullptr);
 
     // Puts the cursor in the search field, its text selected.

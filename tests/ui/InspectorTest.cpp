@@ -101,6 +101,12 @@ TEST_F(InspectorTest, showsNothingOneScanOrSeveralAsTheSelectionChanges)
     find<QToolButton>(u"inspectorToggle"_s)->click();
     ASSERT_NE(scanInspector(), nullptr);
     EXPECT_EQ(scanInspector()->id(), a);
+
+    // The next window shows it as this one was left.
+    window.reset();
+    showWindow();
+    EXPECT_TRUE(find<QToolButton>(u"inspectorToggle"_s)->isChecked());
+    EXPECT_FALSE(inspector().isHidden());
 }
 
 TEST_F(InspectorTest, pagesAreCaptionedByNumberAndTheWayTheyWereScanned)
