@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <optional>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -88,14 +89,28 @@ void appendLine(const QString &path, const QByteArray &line)
         log.write(line + '\n');
 }
 
+// The fake scan's bytes; absent, with the failure sent, when the file can't be read or isn't one.
+std::optional<QByteArray> fakeScanOrFailure(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        send(message(Kind::failed, QStringLiteral("The file couldn't be read: ") + file.errorString()));
+        return std::nullopt;
+    }
+    QByteArray bytes = file.readAll();
+    if (!bytes.startsWith(fakeScanMarker)) {
+        send(message(Kind::failed, QStringLiteral("Not a readable PDF")));
+        return std::nullopt;
+    }
+    return bytes;
+}
+
 void render(const Message &request)
 {
-    QFile file(request.text);
-    if (!file.open(QIODevice::ReadOnly))
-        return send(message(Kind::failed, QStringLiteral("The file couldn't be read: ") + file.errorString()));
-    const QByteArray bytes = file.readAll();
-    if (!bytes.startsWith(fakeScanMarker))
-        return send(message(Kind::failed, QStringLiteral("Not a readable PDF")));
+    const std::optional<QByteArray> read = fakeScanOrFailure(request.text);
+    if (!read)
+        return;
+    const QByteArray &bytes = *read;
     const QDir folder = QFileInfo(request.text).dir();
     const QString marker = request.text + QStringLiteral(".rendering");
     appendLine(marker, {});
@@ -117,14 +132,11 @@ void render(const Message &request)
 // Every page is portrait, as its render is.
 void measure(const Message &request)
 {
-    QFile file(request.text);
-    if (!file.open(QIODevice::ReadOnly))
-        return send(message(Kind::failed, QStringLiteral("The file couldn't be read: ") + file.errorString()));
-    const QByteArray bytes = file.readAll();
-    if (!bytes.startsWith(fakeScanMarker))
-        return send(message(Kind::failed, QStringLiteral("Not a readable PDF")));
+    const std::optional<QByteArray> bytes = fakeScanOrFailure(request.text);
+    if (!bytes)
+        return;
     Message answer = message(Kind::sizes);
-    answer.sizes.fill(QSizeF(fakePageWidth, fakePageHeight), bytes.count('\f') + 1);
+    answer.sizes.fill(QSizeF(fakePageWidth, fakePageHeight), bytes->count('\f') + 1);
     send(answer);
 }
 
