@@ -187,6 +187,16 @@ int main(int argc, char **argv)
         QStringLiteral("%1 of %2 showed their first page before the next key").arg(shownBeforeNext).arg(flips));
     print("  then the last one's first preview page", last);
 
+    stall.reset();
+    QElapsedTimer selecting;
+    selecting.start();
+    QTest::keyClick(&view, Qt::Key_A, Qt::ControlModifier);
+    runFor(std::chrono::milliseconds(300));
+    print("every scan selected (Ctrl+A): the several-scans inspector",
+        { double(selecting.nsecsElapsed()) / 1e6, stall.longestMilliseconds() },
+        QStringLiteral("%1 selected").arg(library.selection().size()));
+    QTest::keyClick(&view, Qt::Key_Up);
+
     runFor(std::chrono::seconds(1));
     bench::resetPeak();
     const long before = bench::peakKilobytes();

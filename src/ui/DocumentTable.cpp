@@ -99,7 +99,11 @@ DocumentTable::DocumentTable(Library &library, Prompts &prompts, QWidget *parent
 
     connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this, &DocumentTable::selectionEdited);
     connect(&library_, &Library::selectionChanged, this, &DocumentTable::applySelection);
-    connect(model_, &QAbstractItemModel::modelReset, this, &DocumentTable::applySelection);
+    connect(model_, &QAbstractItemModel::modelReset, this, [this] {
+        // A reset clears the view's selection: the Library's is applied again whatever it is.
+        reselect_ = true;
+        applySelection();
+    });
     for (auto signal : { &QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved })
         connect(model_, signal, this, &DocumentTable::rowsChanged);
     connect(model_, &QAbstractItemModel::modelReset, this, &DocumentTable::rowsChanged);
@@ -139,24 +143,45 @@ void DocumentTable::selectionEdited()
     if (applying_)
         return;
     DocumentIDSet ids;
-    for (const QModelIndex &index : view_->selectionModel()->selectedRows())
-        ids.insert(model_->idAt(index.row()));
+    for (const QItemSelectionRange &range : view_->selectionModel()->selection()) {
+        for (int row = range.top(); row <= range.bottom(); ++row)
+            ids.insert(model_->idAt(row));
+    }
+    shown_ = ids;
     library_.setSelection(std::move(ids));
 }
 
 void DocumentTable::applySelection()
 {
-    QItemSelection selection;
-    for (std::int64_t id : library_.selection()) {
+    // What the view itself just chose needs no applying: selecting again costs a pass over the rows.
+    if (library_.selection() == shown_ && !reselect_)
+        return;
+    reselect_ = false;
+    shown_ = library_.selection();
+    std::vector<int> rows;
+    rows.reserve(shown_.size());
+    for (std::int64_t id : shown_) {
         if (const std::optional<int> row = model_->rowOf(id))
-            selection.select(model_->index(*row, 0), model_->index(*row, Column::columnTotal - 1));
+            rows.push_back(*row);
+    }
+    std::ranges::sort(rows);
+    // One range per run of neighbouring rows: every scan selected is one range, not one per row, which
+    // the selection model would compare with each other at every change.
+    QItemSelection selection;
+    for (std::size_t first = 0; first < rows.size();) {
+        std::size_t last = first;
+        while (last + 1 < rows.size() && rows[last + 1] == rows[last] + 1)
+            ++last;
+        selection.append(
+            QItemSelectionRange(model_->index(rows[first], 0), model_->index(rows[last], Column::columnTotal - 1)));
+        first = last + 1;
     }
     applying_ = true;
     view_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
     // One scan chosen elsewhere (the inspector's "Show") is brought into view, and the arrow keys go on
     // from it.
-    if (library_.selection().size() == 1 && !selection.isEmpty()) {
-        const QModelIndex chosen = selection.indexes().front();
+    if (rows.size() == 1 && shown_.size() == 1) {
+        const QModelIndex chosen = model_->index(rows.front(), 0);
         if (view_->selectionModel()->currentIndex().row() != chosen.row())
             view_->selectionModel()->setCurrentIndex(chosen, QItemSelectionModel::NoUpdate);
         view_->scrollTo(chosen);

@@ -44,4 +44,8 @@ private:
     EmptyState *empty_;
     QStackedLayout *stack_;
     bool applying_ = false;
+    // The scans the view shows selected, as it last told the Library or was told.
+    DocumentIDSet shown_;
+    // The view lost its selection (a reset): the Library's is applied even if it looks the same.
+    bool reselect_ = false;
 };

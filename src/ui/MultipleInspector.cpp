@@ -38,20 +38,24 @@ MultipleInspector::MultipleInspector(Library &library, std::vector<ScanDocument>
     column->setContentsMargins(14, 14, 14, 14);
     column->setSpacing(14);
     column->addWidget(title_);
-    facts_ = new FactsEditor(library_, documents, this);
+    showCount(documents);
+    facts_ = new FactsEditor(library_, std::move(documents), this);
     column->addWidget(facts_);
     column->addLayout(buttons);
     column->addWidget(hint);
     column->addStretch();
-    setDocuments(std::move(documents));
 }
 
 void MultipleInspector::setDocuments(std::vector<ScanDocument> documents)
 {
+    showCount(documents);
+    facts_->setDocuments(std::move(documents));
+}
+
+void MultipleInspector::showCount(const std::vector<ScanDocument> &documents)
+{
     ids_.clear();
     for (const ScanDocument &document : documents)
-        ids_.insert(document.id);
+        ids_.insert(ids_.end(), document.id);
     title_->setText(QString::number(documents.size()) + u" Scans Selected");
-    if (facts_)
-        facts_->setDocuments(std::move(documents));
 }

@@ -22,6 +22,9 @@ public:
     void setDocuments(std::vector<ScanDocument> documents);
 
 private:
+    // The scans' ids and how many they are.
+    void showCount(const std::vector<ScanDocument> &documents);
+
     Library &library_;
     DocumentIDSet ids_;
     ToneLabel *title_;

@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTableView>
+#include <QTest>
 #include <QToolButton>
 
 #include "PageSides.h"
@@ -89,7 +90,11 @@ TEST_F(InspectorTest, showsNothingOneScanOrSeveralAsTheSelectionChanges)
     EXPECT_NE(scanInspector(), first);
     EXPECT_EQ(scanInspector()->id(), b);
 
-    library->setSelection({ a, b });
+    // Everything selected from the keyboard.
+    QTableView *rows = window->libraryView()->table()->view();
+    rows->setFocus();
+    QTest::keyClick(rows, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(library->selection(), (DocumentIDSet { a, b }));
     auto *several = qobject_cast<MultipleInspector *>(inspector().current());
     ASSERT_NE(several, nullptr);
     EXPECT_EQ(shown(u"selectionCount"_s), u"2 Scans Selected"_s);
