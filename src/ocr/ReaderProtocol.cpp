@@ -3,6 +3,7 @@
 #include <QDataStream>
 #include <QIODevice>
 
+#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -64,7 +65,7 @@ void writeSizes(QDataStream &stream, const QList<QSizeF> &sizes)
 }
 
 // Throws ProtocolError for a count of more sizes than the frame could carry, so that a corrupt count
-// never reserves memory.
+// never reserves memory, and for a size no page can have.
 QList<QSizeF> readSizes(QDataStream &stream, qsizetype frameSize)
 {
     qint32 count = 0;
@@ -78,6 +79,11 @@ QList<QSizeF> readSizes(QDataStream &stream, qsizetype frameSize)
         double width = 0;
         double height = 0;
         stream >> width >> height;
+        // A page without area travels as a negative size; one beyond any paper, or no number at all, is
+        // no answer a reader gives.
+        const auto possible = [](double side) { return std::isfinite(side) && side <= maximumPageSide; };
+        if (!possible(width) || !possible(height))
+            throw ProtocolError("a page size no page has");
         sizes.append(QSizeF(width, height));
     }
     return sizes;

@@ -60,6 +60,10 @@ constexpr qint64 maximumFrame = 64 * 1024 * 1024;
 // The longest side of a rendered page: its pixels must fit in a frame.
 constexpr int maximumImageSide = 4000;
 
+// The longest side of a page in points that a size answer may give: far beyond any paper (a PDF page
+// is at most 14,400 points without a user unit).
+constexpr double maximumPageSide = 1'000'000;
+
 // A frame that can't be a message: unknown kind, trailing or missing bytes, or too long.
 struct ProtocolError : std::runtime_error {
     using std::runtime_error::runtime_error;

@@ -269,7 +269,10 @@ void measure(const Message &request)
         answer.sizes.reserve(count);
         for (int index = 0; index < count; ++index) {
             const std::unique_ptr<Poppler::Page> page = document->page(index);
-            answer.sizes.append(page ? OCR::shownSize(*page).value_or(QSizeF()) : QSizeF());
+            const std::optional<QSizeF> size = page ? OCR::shownSize(*page) : std::nullopt;
+            // A page larger than the answer may carry is shown as one without area.
+            const bool fits = size && std::max(size->width(), size->height()) <= ReaderProtocol::maximumPageSide;
+            answer.sizes.append(fits ? *size : QSizeF());
         }
         if (engineMessages.outOfMemory())
             throw std::bad_alloc();

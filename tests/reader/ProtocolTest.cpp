@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+
 namespace {
 
 using namespace ReaderProtocol;
@@ -66,8 +69,13 @@ TEST(ReaderProtocol, framesArriveWholeHoweverSplitAndBytesThatAreNoMessageAreRef
     // Sizes whose count claims far more than the frame carries.
     QByteArray tooManySizes = frame({ Kind::sizes, QString(), 0, 0, 0, {}, { QSizeF(612, 792) } });
     tooManySizes[tooManySizes.size() - 20] = char(0x10);
-    for (const QByteArray &bytes :
-        { unknownKind, shortBody, trailing, wrongSize, tooManySizes, QByteArray("\x7f\xff\xff\xff", 4) }) {
+    // Sizes no page has: not a number, endless, beyond any paper.
+    const QByteArray notANumber = frame({ Kind::sizes, QString(), 0, 0, 0, {}, { QSizeF(std::nan(""), 792) } });
+    const QByteArray huge = frame({ Kind::sizes, QString(), 0, 0, 0, {}, { QSizeF(612, 1e9) } });
+    const QByteArray endless
+        = frame({ Kind::sizes, QString(), 0, 0, 0, {}, { QSizeF(std::numeric_limits<double>::infinity(), 1) } });
+    for (const QByteArray &bytes : { unknownKind, shortBody, trailing, wrongSize, tooManySizes, notANumber, huge,
+             endless, QByteArray("\x7f\xff\xff\xff", 4) }) {
         FrameReader reader;
         EXPECT_THROW(received(bytes, bytes.size(), reader), ProtocolError) << bytes.toHex().toStdString();
     }
