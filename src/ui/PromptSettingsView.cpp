@@ -193,9 +193,7 @@ QWidget *PromptSettingsView::makeResultPanel()
     resultDetail_->makeSelectable();
     resultDetail_->setAccessibleName(QStringLiteral("Trial result details"));
 
-    auto *icon = new QLabel(resultPanel_);
-    const int side = resultTitle_->fontMetrics().height();
-    icon->setPixmap(Icons::symbol(u"sparkles").pixmap(side, side));
+    resultIcon_ = new QLabel(resultPanel_);
     auto *texts = new QVBoxLayout;
     texts->setSpacing(2);
     texts->addWidget(resultTitle_);
@@ -212,7 +210,7 @@ QWidget *PromptSettingsView::makeResultPanel()
             QGuiApplication::clipboard()->setText(result_->rows.join(u'\n'));
     });
 
-    row->addWidget(icon, 0, Qt::AlignTop);
+    row->addWidget(resultIcon_, 0, Qt::AlignTop);
     row->addLayout(texts, 1);
     row->addWidget(copy_, 0, Qt::AlignTop);
     return resultPanel_;
@@ -303,6 +301,9 @@ void PromptSettingsView::refreshResult()
     resultPanel_->setVisible(result_.has_value());
     if (!result_)
         return;
+    const int side = resultTitle_->fontMetrics().height();
+    resultIcon_->setPixmap(
+        Icons::symbol(result_->failed ? u"exclamationmark.triangle" : u"sparkles").pixmap(side, side));
     if (result_->failed) {
         resultTitle_->hide();
         resultDetail_->setTone(Tone::orange);

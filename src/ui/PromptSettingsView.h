@@ -10,6 +10,7 @@
 class EmptyState;
 class Library;
 class QFrame;
+class QLabel;
 class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
@@ -80,6 +81,7 @@ private:
     QPushButton *save_ = nullptr;
     QPushButton *saveAndReextract_ = nullptr;
     QFrame *resultPanel_ = nullptr;
+    QLabel *resultIcon_ = nullptr;
     ToneLabel *resultTitle_ = nullptr;
     ToneLabel *resultDetail_ = nullptr;
     QToolButton *copy_ = nullptr;
