@@ -12,13 +12,17 @@
 #include <QPushButton>
 #include <QToolButton>
 
+#include <tuple>
+
 class PromptSettingsTest : public WindowTest {
 protected:
     ~PromptSettingsTest() override { page.reset(); }
 
     PromptSettingsView &makePage()
     {
-        page = std::make_unique<PromptSettingsView>(*library);
+        // A window of the main window's, so that the fixture's look for unnamed controls covers it.
+        page = std::make_unique<PromptSettingsView>(*library, window.get());
+        page->setWindowFlag(Qt::Window);
         page->resize(640, 560);
         page->show();
         return *page;
@@ -52,20 +56,6 @@ protected:
         return waitUntil([&] { return resultShown() && pageButton(u"tryInstructions"_s)->isEnabled(); });
     }
 
-    // The focusable controls of the page without an accessible name (a button's text counts).
-    QStringList unnamedControls() const
-    {
-        QStringList unnamed;
-        for (QWidget *widget : page->findChildren<QWidget *>()) {
-            if (!widget->isVisibleTo(page.get()) || !widget->focusPolicy())
-                continue;
-            const auto *button = qobject_cast<QAbstractButton *>(widget);
-            if (widget->accessibleName().isEmpty() && !(button && !button->text().isEmpty()))
-                unnamed << widget->objectName();
-        }
-        return unnamed;
-    }
-
     std::unique_ptr<PromptSettingsView> page;
 };
 
@@ -87,7 +77,6 @@ TEST_F(PromptSettingsTest, showsOnlyTheEmptyStateWithoutAFolderAndTheInstruction
     EXPECT_TRUE(explanation().contains(u"“"_s + QFileInfo(folder.path()).fileName() + u"”"_s))
         << qPrintable(explanation());
     EXPECT_FALSE(pageButton(u"restoreDefault"_s)->isEnabled());
-    EXPECT_FALSE(pageButton(u"saveInstructions"_s)->isEnabled());
     EXPECT_EQ(unnamedControls(), QStringList());
 
     // A folder that can't be opened leaves none open.
@@ -119,44 +108,23 @@ TEST_F(PromptSettingsTest, theExplanationSaysWhetherTheModelRunsOnThisComputer)
     EXPECT_TRUE(explanation().endsWith(u"runs on models.example.org."_s)) << qPrintable(explanation());
 }
 
-TEST_F(PromptSettingsTest, theTryButtonFollowsTheSelectionOfExactlyOneScan)
+TEST_F(PromptSettingsTest, onlyOneScanWithItsTextReadCanBeTriedAndOnlyFiledScansReextracted)
 {
     fakeScan(u"a.pdf"_s, u"Garden club newsletter for the spring season"_s);
     fakeScan(u"b.pdf"_s, u"Garden club invoice for the yearly membership fee"_s);
-    openFolder();
-    makePage();
-    QPushButton *tryIt = pageButton(u"tryInstructions"_s);
-    EXPECT_EQ(tryIt->text(), u"Try on Selected Scan"_s);
-    EXPECT_FALSE(tryIt->isEnabled());
-    const QString askForOne = tryIt->toolTip();
-    EXPECT_TRUE(askForOne.contains(u"Select one scan"_s)) << qPrintable(askForOne);
-
-    library->setSelection({ idOf(u"a.pdf"_s) });
-    EXPECT_EQ(tryIt->text(), u"Try on “a.pdf”"_s);
-    EXPECT_TRUE(tryIt->isEnabled());
-    EXPECT_NE(tryIt->toolTip(), askForOne);
-
-    library->setSelection({ idOf(u"a.pdf"_s), idOf(u"b.pdf"_s) });
-    EXPECT_EQ(tryIt->text(), u"Try on Selected Scan"_s);
-    EXPECT_FALSE(tryIt->isEnabled());
-    EXPECT_EQ(tryIt->toolTip(), askForOne);
-    EXPECT_FALSE(shown(u"trialProgress"_s));
-}
-
-TEST_F(PromptSettingsTest, aScanNotReadYetCantBeTriedAndUnfiledScansCantBeReextracted)
-{
-    fakeScan(u"a.pdf"_s, u"Garden club newsletter for the spring season"_s);
     showWindow();
     library->setPaused(true);
     library->open(folder.path(), false);
-    ASSERT_TRUE(waitUntil([&] { return synced && library->documentsByID().size() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return synced && library->documentsByID().size() == 2; }));
     makePage();
     library->setSelection({ idOf(u"a.pdf"_s) });
     QPushButton *tryIt = pageButton(u"tryInstructions"_s);
-    EXPECT_EQ(tryIt->text(), u"Try on Selected Scan"_s);
-    EXPECT_FALSE(tryIt->isEnabled());
-    EXPECT_TRUE(tryIt->toolTip().contains(u"Select one scan"_s)) << qPrintable(tryIt->toolTip());
     QPushButton *reextract = pageButton(u"saveAndReextract"_s);
+    const auto tryButton = [&] { return std::tuple(tryIt->text(), tryIt->isEnabled(), tryIt->toolTip()); };
+    const auto unread = tryButton();
+    EXPECT_EQ(std::get<0>(unread), u"Try on Selected Scan"_s);
+    EXPECT_FALSE(std::get<1>(unread));
+    EXPECT_TRUE(std::get<2>(unread).contains(u"Select one scan"_s)) << qPrintable(std::get<2>(unread));
     EXPECT_EQ(reextract->text(), u"Save and Re-extract 0 Scans"_s);
     EXPECT_FALSE(reextract->isEnabled());
 
@@ -165,8 +133,12 @@ TEST_F(PromptSettingsTest, aScanNotReadYetCantBeTriedAndUnfiledScansCantBeReextr
     ASSERT_TRUE(waitForQuiet());
     EXPECT_EQ(tryIt->text(), u"Try on “a.pdf”"_s);
     EXPECT_TRUE(tryIt->isEnabled());
-    EXPECT_TRUE(waitUntil([&] { return reextract->isEnabled(); }));
-    EXPECT_EQ(reextract->text(), u"Save and Re-extract 1 Scans"_s);
+    EXPECT_NE(tryIt->toolTip(), std::get<2>(unread));
+    EXPECT_TRUE(waitUntil([&] { return reextract->text() == u"Save and Re-extract 2 Scans"_s; }));
+    EXPECT_TRUE(reextract->isEnabled());
+
+    library->setSelection({ idOf(u"a.pdf"_s), idOf(u"b.pdf"_s) });
+    EXPECT_EQ(tryButton(), unread);
 }
 
 TEST_F(PromptSettingsTest, saveIsOfferedForAChangedDraftAndReextractWhileTheModelHasFiledScans)
@@ -297,18 +269,11 @@ TEST_F(PromptSettingsTest, aTrialShowsTheAnswerToTheDraftAndStoresNothing)
 
     child<QToolButton>(u"copyTrialResult"_s)->click();
     const QString copied = QGuiApplication::clipboard()->text();
-    EXPECT_TRUE(copied.contains(u"Trial Sender"_s) && copied.contains(u"Invoice"_s)
-        && copied.contains(DocDate::display(u"2024-06-01"_s)))
-        << qPrintable(copied);
+    EXPECT_TRUE(copied.contains(u"Trial Sender"_s) && copied.contains(u"Invoice"_s)) << qPrintable(copied);
 
-    // Nothing of the trial reached the catalogue, nor the stored instructions.
-    library->rescan();
+    // Nothing of the trial was kept: not the answer, nor the draft.
     ASSERT_TRUE(waitForQuiet());
-    const ScanDocument &after = library->documentsByID().at(idOf(u"a.pdf"_s));
-    EXPECT_EQ(after.organizationName, before.organizationName);
-    EXPECT_EQ(after.kind, before.kind);
-    EXPECT_EQ(after.date, before.date);
-    EXPECT_EQ(after.extractStatus, before.extractStatus);
+    EXPECT_EQ(library->documentsByID().at(idOf(u"a.pdf"_s)).organizationName, before.organizationName);
     EXPECT_EQ(library->customInstructions(), std::nullopt);
 }
 
@@ -323,12 +288,10 @@ TEST_F(PromptSettingsTest, aTrialTheModelCantAnswerShowsWhy)
     pageButton(u"tryInstructions"_s)->click();
     ASSERT_TRUE(waitForResult());
     EXPECT_EQ(resultDetail()->tone(), ToneLabel::Tone::orange);
-    EXPECT_FALSE(resultDetail()->text().isEmpty());
-    EXPECT_FALSE(shown(u"trialTitle"_s));
+    EXPECT_TRUE(resultDetail()->text().contains(u"503"_s)) << qPrintable(resultDetail()->text());
 
     // No server at all.
-    const QString gone = u"http://127.0.0.1:9"_s;
-    QSettings().setValue(u"ModelServer"_s, gone);
+    QSettings().setValue(u"ModelServer"_s, u"http://127.0.0.1:9"_s);
     library->modelSettingsChanged();
     pageButton(u"tryInstructions"_s)->click();
     ASSERT_TRUE(waitUntil([&] { return resultDetail()->text().contains(u"127.0.0.1:9"_s); }))
