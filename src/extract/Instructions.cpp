@@ -99,9 +99,9 @@ std::vector<int> Extractor::pagesToRead(const QStringList &pages)
     for (qsizetype i = 0; i < pages.size(); ++i)
         if (hasEnoughText(pages.at(i), 40))
             qualifying.push_back(int(i));
-    if (qualifying.size() <= 8)
+    if (qualifying.size() <= std::size_t(pagesReadPerScan))
         return qualifying;
-    std::vector<int> chosen(qualifying.begin(), qualifying.begin() + 6);
+    std::vector<int> chosen(qualifying.begin(), qualifying.begin() + (pagesReadPerScan - 2));
     chosen.insert(chosen.end(), qualifying.end() - 2, qualifying.end());
     return chosen;
 }

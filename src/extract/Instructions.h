@@ -22,6 +22,8 @@ struct Similar {
 
 // Characters of page text put into a prompt unless a context overflow lowered the limit.
 constexpr qsizetype pageTextLimit = 3500;
+// The most pages of one scan the model is asked about.
+constexpr int pagesReadPerScan = 8;
 
 // The built-in instructions, used when a folder has no custom ones.
 const QString &defaultInstructions();
@@ -35,7 +37,7 @@ const QString &plainTextFormat();
 QString pagePrompt(const QString &today, const std::optional<Similar> &similar, qint64 pageIndex, qint64 pageCount,
     const QString &pageText, qsizetype textLimit = pageTextLimit);
 // The indices of the pages worth sending to the model: those with at least 40 characters besides
-// white space; of more than 8 such pages, the first 6 and the last 2.
+// white space; of more such pages than pagesReadPerScan, the first ones and the last 2.
 std::vector<int> pagesToRead(const QStringList &pages);
 
 // "host:port" of a server URL, the port filled in from the scheme when the URL has none.
