@@ -142,7 +142,7 @@ ActivityView::ActivityView(Library &library, QWidget *parent)
     table_->setShowGrid(false);
     table_->setAlternatingRowColors(true);
     table_->setWordWrap(false);
-    table_->setTextElideMode(Qt::ElideMiddle);
+    table_->setTextElideMode(Qt::ElideRight);
     table_->verticalHeader()->hide();
     table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 8);
     QHeaderView *header = table_->horizontalHeader();
@@ -150,14 +150,16 @@ ActivityView::ActivityView(Library &library, QWidget *parent)
     header->setStretchLastSection(false);
     header->setSectionResizeMode(QHeaderView::Interactive);
     header->setSectionResizeMode(ActivityTableModel::outcome, QHeaderView::Stretch);
-    const int digit = table_->fontMetrics().horizontalAdvance(QLatin1Char('0'));
-    table_->setColumnWidth(ActivityTableModel::time, digit * 11);
-    table_->setColumnWidth(
-        ActivityTableModel::kind, table_->fontMetrics().horizontalAdvance(QStringLiteral("Queue")) + 16);
-    table_->setColumnWidth(ActivityTableModel::file, digit * 22);
-    table_->setColumnWidth(ActivityTableModel::request, digit * 18);
-    table_->setColumnWidth(ActivityTableModel::seconds, digit * 9);
-    table_->setColumnWidth(ActivityTableModel::tokens, digit * 8);
+    // Narrow columns for the figures and names, so that the outcome, often a long error, gets the rest.
+    const QFontMetrics metrics = table_->fontMetrics();
+    const auto fit = [&](const QString &sample) { return metrics.horizontalAdvance(sample) + 16; };
+    table_->setColumnWidth(ActivityTableModel::time,
+        fit(ActivityEntry { .date = QDateTime(QDate(2024, 12, 28), QTime(23, 58, 58)) }.timeOfDay()));
+    table_->setColumnWidth(ActivityTableModel::kind, fit(QStringLiteral("Queue")));
+    table_->setColumnWidth(ActivityTableModel::file, fit(QStringLiteral("Invoice 2024-03-01.pdf")));
+    table_->setColumnWidth(ActivityTableModel::request, fit(QStringLiteral("Page 10, plain text")));
+    table_->setColumnWidth(ActivityTableModel::seconds, fit(QStringLiteral("Seconds")));
+    table_->setColumnWidth(ActivityTableModel::tokens, fit(QStringLiteral("Tokens")));
 
     empty_->show(QStringLiteral("list.bullet.rectangle"), QStringLiteral("Select a Row"),
         QStringLiteral("Model rows show the exact instructions, prompt and response."));
@@ -176,7 +178,7 @@ ActivityView::ActivityView(Library &library, QWidget *parent)
     splitter->addWidget(detail_);
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 2);
-    splitter->setSizes({ 640, 460 });
+    splitter->setSizes({ 720, 380 });
 
     footer_->setObjectName(QStringLiteral("activityFooter"));
     footer_->setAccessibleName(QStringLiteral("Summary"));

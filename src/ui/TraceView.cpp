@@ -69,6 +69,8 @@ TraceView::TraceView(Extractor::Trace trace, QWidget *parent)
     auto *copyAll = new QPushButton(QStringLiteral("Copy All"), content);
     copyAll->setObjectName(QStringLiteral("copyTranscript"));
     copyAll->setToolTip(QStringLiteral("Copy the whole transcript as text"));
+    // In a dialog, Return belongs to its default button, even while this one has the focus.
+    copyAll->setAutoDefault(false);
     connect(copyAll, &QPushButton::clicked, this, [this] { QGuiApplication::clipboard()->setText(trace_.fullText()); });
     header->addLayout(facts, 1);
     header->addWidget(copyAll, 0, Qt::AlignTop);
@@ -125,7 +127,7 @@ QWidget *TraceView::pagesGrid(QWidget *parent) const
         grid->addWidget(date, row, 3);
         ++row;
     }
-    grid->setColumnStretch(1, 1);
-    grid->setColumnStretch(2, 1);
+    // The columns sit side by side at their own widths; the space left over goes to the right.
+    grid->setColumnStretch(headings.size(), 1);
     return holder;
 }
