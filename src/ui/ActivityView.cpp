@@ -204,6 +204,8 @@ ActivityView::ActivityView(Library &library, QWidget *parent)
     connect(&library_.activity(), &ActivityLog::changed, this, &ActivityView::logChanged);
     spinning_.setInterval(100);
     connect(&spinning_, &QTimer::timeout, this, [this, delegate] {
+        if (!isVisible())
+            return;
         delegate->advance();
         table_->viewport()->update();
     });
