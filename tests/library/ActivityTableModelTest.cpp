@@ -100,7 +100,6 @@ TEST_F(ActivityTableModelTest, cellsShowTheFiguresOnlyWhenKnownAndMarkRunningReq
     // While running, the time so far is no figure to show.
     EXPECT_EQ(cell(0, ActivityTableModel::seconds).toString(), QString());
     EXPECT_EQ(cell(1, ActivityTableModel::file).toString(), QString());
-    EXPECT_EQ(cell(1, ActivityTableModel::kind).toString(), u"Queue"_s);
 
     Extractor::Trace::Attempt finished = attempt(id, u"OK"_s, 2.34);
     finished.tokens = 1840;
@@ -108,7 +107,6 @@ TEST_F(ActivityTableModelTest, cellsShowTheFiguresOnlyWhenKnownAndMarkRunningReq
     EXPECT_FALSE(cell(0, 0, ActivityTableModel::RunningRole).toBool());
     EXPECT_EQ(cell(0, ActivityTableModel::seconds).toString(), u"2.3"_s);
     EXPECT_EQ(cell(0, ActivityTableModel::tokens).toString(), u"1840"_s);
-    EXPECT_EQ(cell(0, ActivityTableModel::kind).toString(), u"Model"_s);
     EXPECT_EQ(cell(0, ActivityTableModel::time).toString(), log.entries().front().timeOfDay());
 }
 
