@@ -6,7 +6,7 @@ namespace {
 const QString running = QStringLiteral("Running");
 
 // The locale's own time of day with seconds, without the time zone its long form adds.
-QString timeOfDay(const QTime &time, const QLocale &locale)
+QString clockTime(const QTime &time, const QLocale &locale)
 {
     QString format = locale.timeFormat(QLocale::LongFormat);
     format.remove(QLatin1Char('t'));
@@ -32,11 +32,16 @@ bool ActivityEntry::failed() const
     return outcome != running && outcome != QLatin1String("OK") && kind != Kind::queue;
 }
 
+QString ActivityEntry::timeOfDay(const QLocale &locale) const
+{
+    return clockTime(date.time(), locale);
+}
+
 QString ActivityEntry::line(const QLocale &locale) const
 {
     const QString separator = QStringLiteral("  ");
-    QString text = timeOfDay(date.time(), locale) + separator + rawValue(kind) + separator
-        + file.value_or(QStringLiteral("-")) + separator + title;
+    QString text = timeOfDay(locale) + separator + rawValue(kind) + separator + file.value_or(QStringLiteral("-"))
+        + separator + title;
     if (!outcome.isEmpty())
         text += QStringLiteral(": ") + outcome;
     if (seconds) {
@@ -52,9 +57,14 @@ QString ActivityEntry::line(const QLocale &locale) const
 
 void ActivityLog::append(ActivityEntry entry)
 {
+    // The oldest make room first, so that the log never holds more than its cap, not even in between.
+    if (entries_.size() >= capacity) {
+        const auto excess = entries_.size() + 1 - capacity;
+        entries_.erase(entries_.begin(), entries_.begin() + excess);
+        Q_EMIT entriesRemoved(0, int(excess));
+    }
     entries_.push_back(std::move(entry));
-    if (entries_.size() > capacity)
-        entries_.erase(entries_.begin(), entries_.end() - capacity);
+    Q_EMIT entryAppended(int(entries_.size()) - 1);
     Q_EMIT appended(entries_.back());
     Q_EMIT changed();
 }
@@ -79,11 +89,25 @@ void ActivityLog::model(const Extractor::Trace::Attempt &attempt, const std::opt
     }
     entry.date = existing->date;
     *existing = std::move(entry);
+    Q_EMIT entryChanged(int(entries_.rend() - existing) - 1);
     Q_EMIT changed();
 }
 
 void ActivityLog::clear()
 {
-    std::erase_if(entries_, [](const ActivityEntry &entry) { return entry.outcome != running; });
+    // Run by run from the end, so that the rows each signal names are those of the entries left.
+    const auto finished = [](const ActivityEntry &entry) { return entry.outcome != running; };
+    auto end = entries_.end();
+    while (end != entries_.begin()) {
+        const auto last = std::find_if(std::make_reverse_iterator(end), entries_.rend(), finished);
+        if (last == entries_.rend())
+            break;
+        const auto runEnd = last.base();
+        const auto runBegin = std::find_if_not(std::make_reverse_iterator(runEnd), entries_.rend(), finished).base();
+        const int first = int(runBegin - entries_.begin());
+        const int count = int(runEnd - runBegin);
+        end = entries_.erase(runBegin, runEnd);
+        Q_EMIT entriesRemoved(first, count);
+    }
     Q_EMIT changed();
 }

@@ -31,6 +31,8 @@ struct ActivityEntry {
     bool failed() const;
     // The entry as one line of text, for copying.
     QString line(const QLocale &locale = QLocale()) const;
+    // When the entry was first added, as a time of day with seconds.
+    QString timeOfDay(const QLocale &locale = QLocale()) const;
 };
 
 QString rawValue(ActivityEntry::Kind kind);
@@ -57,6 +59,15 @@ Q_SIGNALS:
     void changed();
     // A new entry at the end (not a running request turning into its finished form).
     void appended(const ActivityEntry &entry);
+
+    // Row by row, for views that follow the log without starting over; each is sent once the entries
+    // already hold the change, so that rows numbered in a signal match the entries at that moment.
+    // The new entry at `row`, the last one.
+    void entryAppended(int row);
+    // `count` entries from `first` on are gone (the oldest, past the cap, or cleared ones).
+    void entriesRemoved(int first, int count);
+    // The entry at `row` was replaced: a running request in its finished form.
+    void entryChanged(int row);
 
 private:
     std::vector<ActivityEntry> entries_;

@@ -19,6 +19,8 @@ constexpr Symbol symbols[] = {
     { u"building.2", { u"x-office-address-book" } },
     { u"building.columns", {} },
     { u"checkmark.circle", { u"emblem-ok", u"emblem-default" } },
+    // Drawn in a colour of the app's own, which a theme's coloured icon wouldn't take.
+    { u"checkmark.circle.fill", {} },
     { u"cylinder.split.1x2", { u"drive-harddisk" } },
     { u"doc.on.doc", { u"edit-copy" } },
     { u"doc.text", { u"text-x-generic", u"x-office-document" } },
@@ -42,9 +44,12 @@ constexpr Symbol symbols[] = {
     { u"questionmark.folder", {} },
     { u"sidebar.right", { u"sidebar-show-right", u"view-right-pane" } },
     { u"sparkles", {} },
+    { u"text.bubble", {} },
     { u"text.viewfinder", {} },
+    { u"trash", { u"user-trash", u"edit-delete" } },
     { u"tray.full", { u"mail-folder-inbox", u"mail-inbox" } },
     { u"xmark.circle.fill", { u"edit-clear" } },
+    { u"xmark.octagon.fill", {} },
 };
 
 const Symbol *find(QStringView name)

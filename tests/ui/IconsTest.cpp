@@ -67,8 +67,8 @@ TEST_F(IconsTest, withoutAnIconTheme_everySymbolIsDrawn)
         exclamationmark.triangle exclamationmark.triangle.fill building.2 sidebar.right
         line.3.horizontal.decrease.circle doc.viewfinder questionmark.folder text.viewfinder arrow.up.circle
         pause.circle pause.circle.fill pencil checkmark.circle sparkles hourglass pause.fill play.fill
-        cylinder.split.1x2 magnifyingglass folder building.columns xmark.circle.fill)"_s.split(
-        QRegularExpression(u"\\s+"_s));
+        cylinder.split.1x2 magnifyingglass folder building.columns xmark.circle.fill trash text.bubble
+        checkmark.circle.fill xmark.octagon.fill)"_s.split(QRegularExpression(u"\\s+"_s));
     for (const QString &name : used) {
         EXPECT_GT(paintedPixels(Icons::symbol(name), 16), 10) << name.toStdString();
         EXPECT_GT(paintedPixels(Icons::symbol(name), 48), 40) << name.toStdString();
