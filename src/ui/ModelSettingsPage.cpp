@@ -91,10 +91,15 @@ ModelSettingsPage::ModelSettingsPage(Library &library, QWidget *parent)
     statusRow->addWidget(statusIcon_, 0, Qt::AlignTop);
     statusRow->addWidget(status_, 1);
 
+    auto *serverColumn = new QVBoxLayout;
+    serverColumn->setContentsMargins(0, 0, 0, 0);
+    serverColumn->setSpacing(2);
+    serverColumn->addWidget(server_);
+    serverColumn->addWidget(serverNote_);
+
     auto *form = new QFormLayout;
-    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
-    form->addRow(QStringLiteral("Model server:"), server_);
-    form->addRow(QString(), serverNote_);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->addRow(QStringLiteral("Model server:"), serverColumn);
     form->addRow(QStringLiteral("Model:"), model_);
     form->addRow(QStringLiteral("Context size:"), contextRow);
     form->addRow(QStringLiteral("Status:"), statusRow);

@@ -74,6 +74,11 @@ std::optional<QString> dictionaryPackage(const QString &code)
     return found->second;
 }
 
+QString dataPackage(const QString &code)
+{
+    return QStringLiteral("tesseract-ocr-") + code.toLower().replace(u'_', u'-');
+}
+
 QStringList common()
 {
     return { QStringLiteral("eng"), QStringLiteral("deu"), QStringLiteral("fra"), QStringLiteral("spa"),
@@ -112,11 +117,8 @@ TextRecognitionPage::TextRecognitionPage(Library &library, QWidget *parent)
     languages_->setColumnCount(2);
     languages_->setHeaderHidden(true);
     languages_->setRootIsDecorated(false);
-    languages_->setUniformRowHeights(true);
-    languages_->setWordWrap(false);
-    languages_->setTextElideMode(Qt::ElideRight);
     languages_->header()->setStretchLastSection(true);
-    languages_->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    languages_->setUniformRowHeights(true);
 
     primary_ = new QPushButton(QStringLiteral("Make Primary"), this);
     primary_->setObjectName(QStringLiteral("makePrimaryLanguage"));
@@ -143,6 +145,7 @@ TextRecognitionPage::TextRecognitionPage(Library &library, QWidget *parent)
     memoryLimit_->setGroupSeparatorShown(true);
     memoryLimit_->setKeyboardTracking(false);
     auto *limits = new QFormLayout;
+    limits->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     limits->addRow(QStringLiteral("Time limit per page:"), timeLimit_);
     limits->addRow(QStringLiteral("Memory limit:"), memoryLimit_);
 
@@ -219,12 +222,13 @@ void TextRecognitionPage::fill()
         QString note;
         Note tone = Note::secondary;
         if (!present) {
-            note = OcrLanguages::problem(code).value_or(QString());
+            // The whole sentence is above the list while the language is chosen.
+            note = QStringLiteral("Not installed: ") + ReadingLanguages::dataPackage(code);
             tone = chosen ? Note::problem : Note::secondary;
         } else if (TextQuality::dictionariesFor(code).isEmpty()) {
             const std::optional<QString> package = ReadingLanguages::dictionaryPackage(code);
-            note = QStringLiteral("No dictionary to tell a page upside down")
-                + (package ? QStringLiteral(": install the Debian package ") + *package : QString());
+            note = QStringLiteral("No dictionary to tell pages upside down")
+                + (package ? QStringLiteral(": install ") + *package : QString());
             tone = Note::problem;
         } else if (chosen && code == chosen_.first()) {
             note = QStringLiteral("Primary language");
@@ -236,6 +240,9 @@ void TextRecognitionPage::fill()
             languages_->setCurrentItem(item);
     }
     filling_ = false;
+    // Measured from the names alone, the column would cut the longest short by the check box's spacing.
+    languages_->resizeColumnToContents(0);
+    languages_->setColumnWidth(0, languages_->columnWidth(0) + 2 * fontMetrics().averageCharWidth());
     refreshButtons();
 }
 
@@ -276,13 +283,17 @@ void TextRecognitionPage::store(const QStringList &chosen)
     chosen_ = chosen;
     QSettings().setValue(OcrLanguages::settingKey, chosen_.join(u'+'));
     library_.readingSettingsChanged();
+    refreshProblem();
 }
 
 void TextRecognitionPage::refreshProblem()
 {
-    const std::optional<QString> &problem = library_.ocrProblem();
+    // What is wrong with the languages chosen, else why the last reading stopped for every scan.
+    std::optional<QString> problem = OcrLanguages::problem(chosen_.join(u'+'));
+    if (!problem)
+        problem = library_.ocrProblem();
     problem_->setVisible(problem.has_value());
-    problem_->setText(problem ? QStringLiteral("Text can't be read: ") + *problem : QString());
+    problem_->setText(problem.value_or(QString()));
 }
 
 void TextRecognitionPage::refreshButtons()
