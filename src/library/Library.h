@@ -101,6 +101,8 @@ public:
     void setPaused(bool paused) { work_.setPaused(paused); }
     // Works as if not paused until the folder is closed, without changing the stored preference.
     void ignorePauseThisSession() { work_.ignorePauseThisSession(); }
+    // The reading languages or limits were changed: a reading stopped by a missing language resumes.
+    void readingSettingsChanged() { work_.readingSettingsChanged(); }
     // Has the scans done next, even while paused.
     void request(const DocumentIDSet &ids) { work_.request(ids); }
     // Has the scans still being worked on filed next, even while paused.

@@ -2,6 +2,7 @@
 
 #include "library/Fields.h"
 #include "library/Recognition.h"
+#include "ocr/OcrLanguages.h"
 
 #include <QSettings>
 
@@ -94,6 +95,15 @@ void WorkScheduler::setPaused(bool paused)
 void WorkScheduler::ignorePauseThisSession()
 {
     assign(paused_, false, this, &WorkScheduler::pausedChanged);
+}
+
+void WorkScheduler::readingSettingsChanged()
+{
+    // The reader itself judges the languages on the next scan; only a problem the new ones no longer
+    // have is dropped here, so that the status doesn't show it until then.
+    if (ocrProblem_ && !OcrLanguages::problem(OcrLanguages::setting()))
+        assign(ocrProblem_, std::optional<QString>(), this, &WorkScheduler::ocrProblemChanged);
+    startWork();
 }
 
 void WorkScheduler::request(const DocumentIDSet &ids)

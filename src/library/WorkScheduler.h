@@ -58,6 +58,8 @@ public:
     void setPaused(bool paused);
     // Works as if not paused until the folder is closed, without changing the stored preference.
     void ignorePauseThisSession();
+    // The reading settings changed: a reading stopped by languages now installed resumes.
+    void readingSettingsChanged();
     // Has the scans done next, even while paused.
     void request(const DocumentIDSet &ids);
     // Has those of the scans still being worked on filed next, even while paused.

@@ -153,37 +153,68 @@ ServerKind ModelServerClient::requireServerKind(const std::stop_token &stop)
     return *kind;
 }
 
-Availability ModelServerClient::availability(const std::stop_token &stop)
+ModelServerClient::Offer ModelServerClient::offer(const std::stop_token &stop)
 {
+    Offer offer;
     const QUrl &server = options_.server;
-    if (!server.isValid() || server.host().isEmpty() || (server.scheme() != u"http" && server.scheme() != u"https"))
-        return { false, QStringLiteral("Choose a model server in Settings") };
+    if (!server.isValid() || server.host().isEmpty() || (server.scheme() != u"http" && server.scheme() != u"https")) {
+        offer.availability = { false, QStringLiteral("Choose a model server in Settings") };
+        return offer;
+    }
     // Asked afresh each time: the server on that port may have been replaced.
-    const std::optional<ServerKind> kind = detectServerKind(stop);
-    if (!kind)
-        return { false, notAnswering(address()) };
+    offer.kind = detectServerKind(stop);
+    if (!offer.kind) {
+        offer.availability = { false, notAnswering(address()) };
+        return offer;
+    }
+    const bool ollama = *offer.kind == ServerKind::ollama;
+    const QString path = ollama ? QStringLiteral("/api/tags") : QStringLiteral("/v1/models");
     HttpResponse response;
     try {
-        response = get(*kind == ServerKind::ollama ? QStringLiteral("/api/tags") : QStringLiteral("/v1/models"), stop);
+        response = get(path, stop);
     } catch (const HttpFailure &) {
-        return { false, notAnswering(address()) };
+        offer.kind.reset();
+        offer.availability = { false, notAnswering(address()) };
+        return offer;
     }
-    if (response.status == 503)
-        return { false, QStringLiteral("The local model is still loading") };
-    const QJsonValue list = jsonObject(response.body)
-                                .value(*kind == ServerKind::ollama ? QStringLiteral("models") : QStringLiteral("data"));
-    if (response.status != 200 || !list.isArray())
-        return { false, QStringLiteral("The local model is unavailable") };
-    const QStringList keys = *kind == ServerKind::ollama
-        ? QStringList { QStringLiteral("name"), QStringLiteral("model") }
-        : QStringList { QStringLiteral("id") };
+    if (response.status == 503) {
+        offer.availability = { false, QStringLiteral("The local model is still loading") };
+        return offer;
+    }
+    const QJsonValue list = jsonObject(response.body).value(ollama ? QStringLiteral("models") : QStringLiteral("data"));
+    if (response.status != 200 || !list.isArray()) {
+        const QString message = ChatMessages::serverMessage(response.body);
+        const QString answer = response.status != 200
+            ? QString(u"HTTP " + QString::number(response.status) + u" to " + path
+                + (message.isEmpty() ? QString() : u": " + message))
+            : path + u" with no list of models: " + excerpt(QString::fromUtf8(response.body.left(400)));
+        offer.listProblem = u"The model server at " + address() + u" answered " + answer;
+        offer.availability = { false, QStringLiteral("The local model is unavailable") };
+        return offer;
+    }
+    // Ollama lists a model by "name" and "model", which are the same today; either names it.
+    const QStringList keys = ollama ? QStringList { QStringLiteral("name"), QStringLiteral("model") }
+                                    : QStringList { QStringLiteral("id") };
+    bool found = false;
     for (const QJsonValue &entry : list.toArray()) {
+        QString listed;
         for (const QString &key : keys) {
-            if (sameModel(entry.toObject().value(key).toString(), options_.model))
-                return { true, std::nullopt };
+            const QString name = entry.toObject().value(key).toString();
+            found = found || sameModel(name, options_.model);
+            if (listed.isEmpty())
+                listed = name;
         }
+        if (!listed.isEmpty() && !offer.models.contains(listed))
+            offer.models << listed;
     }
-    return { false, notInstalled(options_.model) };
+    offer.availability
+        = found ? Availability { true, std::nullopt } : Availability { false, notInstalled(options_.model) };
+    return offer;
+}
+
+Availability ModelServerClient::availability(const std::stop_token &stop)
+{
+    return offer(stop).availability;
 }
 
 qint64 ModelServerClient::contextSize()

@@ -3,6 +3,7 @@
 #include "extract/model/HttpTransfer.h"
 #include "extract/model/LanguageModel.h"
 
+#include <QStringList>
 #include <QUrl>
 
 #include <mutex>
@@ -28,6 +29,16 @@ public:
     const Options &options() const { return options_; }
     // The dialect, asked of the server on first use; absent while the server doesn't answer.
     std::optional<ServerKind> serverKind(const std::stop_token &stop = {});
+
+    // What the server offers and whether the chosen model can be used there, from one look at it.
+    struct Offer {
+        std::optional<ServerKind> kind; // absent while the server doesn't answer
+        QStringList models; // by the names requests use
+        // Why the server's answer held no list of models, when it answered with something else.
+        std::optional<QString> listProblem;
+        Availability availability;
+    };
+    Offer offer(const std::stop_token &stop = {});
 
     Availability availability(const std::stop_token &stop = {}) override;
     qint64 contextSize() override;

@@ -11,6 +11,21 @@ QUrl ModelSettings::serverUrl(const QString &text)
     return QUrl(trimmed.contains(u"://") ? trimmed : u"http://" + trimmed);
 }
 
+std::optional<QString> ModelSettings::serverProblem(const QString &text)
+{
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty())
+        return std::nullopt;
+    const QUrl url = serverUrl(trimmed);
+    if (!url.isValid() || trimmed.contains(u' '))
+        return u"“" + trimmed + u"” isn't the address of a server";
+    if (url.scheme() != u"http" && url.scheme() != u"https")
+        return u"A model server is reached over http or https, not “" + url.scheme() + u"”";
+    if (url.host().isEmpty())
+        return u"“" + trimmed + u"” names no server";
+    return std::nullopt;
+}
+
 ModelSettings ModelSettings::load()
 {
     const QSettings settings;

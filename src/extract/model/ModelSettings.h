@@ -28,6 +28,9 @@ struct ModelSettings {
     ModelSettings overridden(const std::optional<QString> &server, const std::optional<QString> &model) const;
     // A server as typed: "localhost:8080" means http://localhost:8080.
     static QUrl serverUrl(const QString &text);
+    // Why the text typed for a server can't name one, for a person; absent when it can (blank means
+    // the default).
+    static std::optional<QString> serverProblem(const QString &text);
 
     std::unique_ptr<ModelServerClient> client() const;
 };
