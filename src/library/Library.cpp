@@ -41,6 +41,7 @@ Library::Library(LibraryOptions options, QObject *parent)
     connect(&catalogue_, &Catalogue::customInstructionsChanged, this, &Library::customInstructionsChanged);
     connect(&catalogue_, &Catalogue::listsRead, this, &Library::listsRead);
     connect(&model_, &ModelWatch::problemChanged, this, &Library::modelProblemChanged);
+    connect(&model_, &ModelWatch::modelChanged, this, &Library::modelChanged);
     connect(&work_, &WorkScheduler::pausedChanged, this, &Library::pausedChanged);
     connect(&work_, &WorkScheduler::requestedChanged, this, &Library::requestedChanged);
     connect(&work_, &WorkScheduler::currentOCRChanged, this, &Library::currentOCRChanged);

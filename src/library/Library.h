@@ -188,6 +188,8 @@ Q_SIGNALS:
     void currentOCRChanged();
     void currentExtractionChanged();
     void modelProblemChanged();
+    // Another model is used from now on (the settings changed, or a front end chose one).
+    void modelChanged();
     void modelWaitingChanged();
     void ocrProblemChanged();
     void customInstructionsChanged();

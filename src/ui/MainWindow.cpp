@@ -1,10 +1,16 @@
 #include "ui/MainWindow.h"
 
 #include "library/Library.h"
+#include "ui/ActivityView.h"
 #include "ui/DesktopIntegration.h"
 #include "ui/Icons.h"
 #include "ui/LibraryView.h"
+#include "ui/ModelSettingsPage.h"
+#include "ui/PromptSettingsView.h"
+#include "ui/SettingsWindow.h"
 #include "ui/StatusBarView.h"
+#include "ui/TextRecognitionPage.h"
+#include "ui/TraceSheet.h"
 #include "ui/UpdateCheck.h"
 #include "ui/WelcomeView.h"
 
@@ -39,15 +45,15 @@ MainWindow::MainWindow(Library &library, Prompts prompts, UpdateCheck &updates, 
 
     statusBar_ = new StatusBarView(library_, this);
     setStatusBar(statusBar_);
-    connect(statusBar_, &StatusBarView::activityRequested, this, &MainWindow::activityRequested);
+    connect(statusBar_, &StatusBarView::activityRequested, this, &MainWindow::showActivity);
 
     buildMenus();
 
     connect(&library_, &Library::folderChanged, this, &MainWindow::folderChanged);
     connect(&library_, &Library::pausedChanged, this, &MainWindow::updatePauseItem);
     connect(libraryView_, &LibraryView::shownCountChanged, this, &MainWindow::updateTitle);
-    connect(libraryView_, &LibraryView::instructionsRequested, this, &MainWindow::settingsRequested);
-    connect(libraryView_, &LibraryView::transcriptRequested, this, &MainWindow::transcriptRequested);
+    connect(libraryView_, &LibraryView::instructionsRequested, this, [this] { showSettings(true); });
+    connect(libraryView_, &LibraryView::transcriptRequested, this, &MainWindow::showTranscript);
     connect(&library_, &Library::editFailed, this, [this](const QString &message) {
         QMessageBox box(QMessageBox::Warning, QStringLiteral("Vellumark"), QStringLiteral("The change wasn't saved"),
             QMessageBox::Ok, this);
@@ -56,6 +62,46 @@ MainWindow::MainWindow(Library &library, Prompts prompts, UpdateCheck &updates, 
     });
     folderChanged();
     updatePauseItem();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::showActivity()
+{
+    if (!activity_) {
+        activity_ = std::make_unique<ActivityView>(library_);
+        activity_->setAttribute(Qt::WA_QuitOnClose, false);
+    }
+    activity_->show();
+    activity_->raise();
+    activity_->activateWindow();
+}
+
+void MainWindow::showSettings(bool instructions)
+{
+    if (!settings_) {
+        settings_ = std::make_unique<SettingsWindow>();
+        settings_->setAttribute(Qt::WA_QuitOnClose, false);
+        auto *prompt = new PromptSettingsView(library_);
+        settings_->addPage(
+            QStringLiteral("Instructions"), Icons::symbol(u"text.bubble"), prompt, [prompt] { prompt->reload(); });
+        auto *model = new ModelSettingsPage(library_);
+        settings_->addPage(QStringLiteral("Model"), Icons::symbol(u"sparkles"), model, [model] { model->reload(); });
+        auto *reading = new TextRecognitionPage(library_);
+        settings_->addPage(QStringLiteral("Text Recognition"), Icons::symbol(u"text.viewfinder"), reading,
+            [reading] { reading->reload(); });
+    }
+    settings_->present(instructions ? std::optional(0) : std::nullopt);
+}
+
+void MainWindow::showTranscript(std::int64_t id)
+{
+    const auto found = library_.documentsByID().find(id);
+    if (found == library_.documentsByID().end())
+        return;
+    auto *sheet = new TraceSheet(library_, found->second, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
 }
 
 QString MainWindow::title(int shown, int present)
@@ -88,7 +134,7 @@ void MainWindow::buildMenus()
     edit->addSeparator();
     QAction *preferences = addAction(edit, QStringLiteral("preferencesAction"), QStringLiteral("Preferences…"),
         QKeySequence(Qt::CTRL | Qt::Key_Comma));
-    connect(preferences, &QAction::triggered, this, &MainWindow::settingsRequested);
+    connect(preferences, &QAction::triggered, this, [this] { showSettings(); });
 
     QMenu *libraryMenu = menuBar()->addMenu(QStringLiteral("&Library"));
     QAction *rescan = addAction(libraryMenu, QStringLiteral("rescanAction"), QStringLiteral("Rescan Folder"),
@@ -112,7 +158,7 @@ void MainWindow::buildMenus()
     QMenu *window = menuBar()->addMenu(QStringLiteral("&Window"));
     QAction *activity = addAction(window, QStringLiteral("activityAction"), QStringLiteral("Activity"),
         QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
-    connect(activity, &QAction::triggered, this, &MainWindow::activityRequested);
+    connect(activity, &QAction::triggered, this, &MainWindow::showActivity);
     window->addSeparator();
 
     QMenu *help = menuBar()->addMenu(QStringLiteral("&Help"));

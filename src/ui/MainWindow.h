@@ -6,11 +6,14 @@
 #include <QMainWindow>
 
 #include <cstdint>
+#include <memory>
 
+class ActivityView;
 class Library;
 class LibraryView;
 class QAction;
 class QStackedWidget;
+class SettingsWindow;
 class StatusBarView;
 class WelcomeView;
 
@@ -24,15 +27,19 @@ public:
     // The window's title: the app's name and, while a folder is open, how many scans the table shows.
     static QString title(int shown, int present);
 
-    LibraryView *libraryView() const { return libraryView_; }
+    ~MainWindow() override;
 
-Q_SIGNALS:
-    // Window ▸ Activity, and the status bar's button.
-    void activityRequested();
-    // Edit ▸ Preferences…, and the inspector's "Edit Prompt…".
-    void settingsRequested();
-    // The inspector's "Show Transcript…" for the scan.
-    void transcriptRequested(std::int64_t id);
+    LibraryView *libraryView() const { return libraryView_; }
+    // The other windows, made when first asked for; null until then.
+    ActivityView *activityWindow() const { return activity_.get(); }
+    SettingsWindow *settingsWindow() const { return settings_.get(); }
+
+    // Window ▸ Activity, and the status bar's button: the session's log of background work.
+    void showActivity();
+    // Edit ▸ Preferences… on the page last shown; the inspector's "Edit Prompt…" on the instructions.
+    void showSettings(bool instructions = false);
+    // The inspector's "Show Transcript…": what the model was asked and answered for the scan.
+    void showTranscript(std::int64_t id);
 
 private:
     void buildMenus();
@@ -52,4 +59,7 @@ private:
     QList<QAction *> folderActions_;
     QAction *pause_ = nullptr;
     QAction *checkForUpdates_ = nullptr;
+    // Windows of their own, not kept above this one; closing this one still ends the app.
+    std::unique_ptr<ActivityView> activity_;
+    std::unique_ptr<SettingsWindow> settings_;
 };

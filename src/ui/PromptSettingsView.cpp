@@ -90,6 +90,8 @@ PromptSettingsView::PromptSettingsView(Library &library, QWidget *parent)
     stack_->addWidget(content_);
 
     connect(&library_, &Library::folderChanged, this, &PromptSettingsView::showFolder);
+    // The explanation names where the model runs.
+    connect(&library_, &Library::modelChanged, this, &PromptSettingsView::refreshExplanation);
     connect(&library_, &Library::customInstructionsChanged, this, [this] {
         // A draft nobody has touched follows the stored text, which arrives only after the folder opened.
         const QString current = currentInstructions();
