@@ -115,7 +115,18 @@ ModelSettingsPage::ModelSettingsPage(Library &library, QWidget *parent)
     buttons->addWidget(revert_);
     buttons->addWidget(apply_);
 
+    auto *title = new ToneLabel(ToneLabel::Tone::normal, ToneLabel::Size::headline, this);
+    title->setText(QStringLiteral("Local Model"));
+    auto *about = new ToneLabel(ToneLabel::Tone::secondary, ToneLabel::Size::callout, this);
+    about->setWordWrap(true);
+    about->setText(QStringLiteral("Scans are filed by a model server you run: Ollama, or any OpenAI-compatible "
+                                  "server such as llama.cpp's. The same settings are used by vellumark-cli."));
+
     auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(20, 20, 20, 20);
+    column->addWidget(title);
+    column->addWidget(about);
+    column->addSpacing(6);
     column->addLayout(form);
     column->addStretch();
     column->addLayout(buttons);

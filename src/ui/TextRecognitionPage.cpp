@@ -149,7 +149,12 @@ TextRecognitionPage::TextRecognitionPage(Library &library, QWidget *parent)
     limits->addRow(QStringLiteral("Time limit per page:"), timeLimit_);
     limits->addRow(QStringLiteral("Memory limit:"), memoryLimit_);
 
+    auto *title = new ToneLabel(ToneLabel::Tone::normal, ToneLabel::Size::headline, this);
+    title->setText(QStringLiteral("Text Recognition"));
+
     auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(20, 20, 20, 20);
+    column->addWidget(title);
     column->addWidget(about);
     column->addWidget(problem_);
     column->addWidget(languages_, 1);

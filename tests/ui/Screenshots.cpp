@@ -1,26 +1,33 @@
 // Takes the README's screenshots: the welcome view, and the main window on a folder of scanned letters
 // read by the real reader and filed by a stub model server, each in a light and a dark palette.
 // Usage: vellumark_screenshots OUTPUT_FOLDER (run under a display server, e.g. xvfb-run).
+#include "library/ActivityTableModel.h"
 #include "library/Library.h"
 #include "support/ScanPdf.h"
 #include "support/StubModelServer.h"
 #include "support/WaitUntil.h"
+#include "ui/ActivityView.h"
 #include "ui/InspectorView.h"
 #include "ui/LibraryView.h"
 #include "ui/MainWindow.h"
+#include "ui/SettingsWindow.h"
 #include "ui/UpdateCheck.h"
 
+#include <QAbstractItemModel>
 #include <QApplication>
 #include <QDeadlineTimer>
+#include <QDialog>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QStyle>
 #include <QStyleFactory>
+#include <QTableView>
 #include <QTemporaryDir>
 #include <QToolButton>
 
@@ -89,7 +96,16 @@ QPalette darkPalette()
     dark.setColor(QPalette::Mid, QColor(0x44, 0x44, 0x48));
     dark.setColor(QPalette::Dark, QColor(0x18, 0x18, 0x1a));
     dark.setColor(QPalette::Light, QColor(0x50, 0x50, 0x55));
+    for (const auto role : { QPalette::WindowText, QPalette::Text, QPalette::ButtonText })
+        dark.setColor(QPalette::Disabled, role, QColor(0x75, 0x75, 0x7a));
     return dark;
+}
+
+void settleFor(int milliseconds)
+{
+    QDeadlineTimer until(milliseconds);
+    while (!until.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
 }
 
 void save(QWidget &window, const QString &folder, const QString &name)
@@ -195,9 +211,7 @@ int main(int argc, char *argv[])
     }
     library.setSelection({ library.visibleDocuments().front().id });
     // Time for the thumbnails to come back from the renderers.
-    QDeadlineTimer settle(4000);
-    while (!settle.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    settleFor(4000);
     save(window, output, u"main-window"_s);
 
     // The inspector on the letter scanned upside down, then on two letters at once.
@@ -210,9 +224,7 @@ int main(int argc, char *argv[])
             other = id;
     }
     library.setSelection({ turned });
-    settle = QDeadlineTimer(3000);
-    while (!settle.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    settleFor(3000);
     save(window, output, u"inspector"_s);
     if (auto *details = window.libraryView()->inspector()->current()->findChild<QScrollArea *>(u"inspectorDetails"_s)) {
         QCoreApplication::processEvents();
@@ -224,6 +236,50 @@ int main(int argc, char *argv[])
     QCoreApplication::processEvents();
     save(window, output, u"inspector-several"_s);
     window.findChild<QToolButton *>(u"inspectorToggle"_s)->click();
+
+    // What the model was asked and answered for the letter scanned upside down.
+    window.showTranscript(turned);
+    if (auto *sheet = window.findChild<QDialog *>(u"transcript"_s)) {
+        sheet->resize(900, 760);
+        settleFor(1000);
+        save(*sheet, output, u"transcript"_s);
+        sheet->close();
+    }
+
+    // The session's activity with one request shown in full.
+    window.showActivity();
+    ActivityView &activity = *window.activityWindow();
+    activity.resize(1100, 700);
+    auto *requests = activity.findChild<QTableView *>(u"activityTable"_s);
+    for (int row = requests->model()->rowCount() - 1; row >= 0; --row) {
+        if (requests->model()->index(row, ActivityTableModel::kind).data().toString() == u"Model"_s) {
+            requests->selectRow(row);
+            break;
+        }
+    }
+    settleFor(500);
+    save(activity, output, u"activity"_s);
+    activity.close();
+
+    // The instructions tried on the selected letter, then the model and text recognition pages.
+    library.setSelection({ other });
+    window.showSettings(true);
+    SettingsWindow &preferences = *window.settingsWindow();
+    preferences.resize(880, 680);
+    settleFor(500);
+    if (auto *tryIt = preferences.findChild<QPushButton *>(u"tryInstructions"_s)) {
+        tryIt->click();
+        waitUntil([&] { return tryIt->isEnabled(); });
+    }
+    settleFor(300);
+    save(preferences, output, u"settings-instructions"_s);
+    preferences.present(1);
+    settleFor(1500);
+    save(preferences, output, u"settings-model"_s);
+    preferences.present(2);
+    settleFor(300);
+    save(preferences, output, u"settings-text"_s);
+    preferences.close();
     library.setSelection({});
 
     // The model server gone: text is still read, filing waits.
