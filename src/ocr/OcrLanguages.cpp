@@ -19,6 +19,11 @@ QString dataFolder()
     return prefix.isEmpty() ? QStringLiteral("/usr/share/tesseract-ocr/5/tessdata") : prefix;
 }
 
+QString dataPackage(const QString &language)
+{
+    return QStringLiteral("tesseract-ocr-") + language.toLower().replace(QLatin1Char('_'), QLatin1Char('-'));
+}
+
 std::optional<QString> problem(const QString &languages)
 {
     static const QRegularExpression form(QStringLiteral("^[A-Za-z0-9_]+(\\+[A-Za-z0-9_]+)*$"));
@@ -32,7 +37,7 @@ std::optional<QString> problem(const QString &languages)
         if (QFileInfo::exists(dataFolder() + QLatin1Char('/') + language + QStringLiteral(".traineddata")))
             continue;
         missing << QStringLiteral("“") + language + QStringLiteral("”");
-        packages << QStringLiteral("tesseract-ocr-") + language.toLower().replace(QLatin1Char('_'), QLatin1Char('-'));
+        packages << dataPackage(language);
     }
     if (missing.isEmpty())
         return std::nullopt;

@@ -17,6 +17,9 @@ QString setting();
 // Where Tesseract's language data is installed.
 QString dataFolder();
 
+// The Debian package with Tesseract's data for the language ("deu" gives tesseract-ocr-deu).
+QString dataPackage(const QString &language);
+
 // Why the languages can't be used, naming the package to install; absent when they can.
 std::optional<QString> problem(const QString &languages);
 

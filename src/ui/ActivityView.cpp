@@ -104,6 +104,11 @@ ActivityView::ActivityView(Library &library, QWidget *parent)
     setWindowTitle(QStringLiteral("Activity"));
     setWindowIcon(Icons::application());
     resize(1100, 700);
+    // A window of its own, closed like one.
+    auto *close = new QAction(this);
+    close->setShortcut(QKeySequence::Close);
+    connect(close, &QAction::triggered, this, &QWidget::close);
+    addAction(close);
 
     auto *toolbar = new QToolBar(this);
     toolbar->setObjectName(QStringLiteral("activityToolbar"));

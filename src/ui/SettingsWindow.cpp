@@ -2,6 +2,7 @@
 
 #include "ui/Icons.h"
 
+#include <QAction>
 #include <QHBoxLayout>
 #include <QListWidget>
 #include <QShowEvent>
@@ -14,6 +15,10 @@ SettingsWindow::SettingsWindow(QWidget *parent)
     setWindowTitle(QStringLiteral("Vellumark Preferences"));
     setWindowIcon(Icons::application());
     resize(820, 620);
+    auto *close = new QAction(this);
+    close->setShortcut(QKeySequence::Close);
+    connect(close, &QAction::triggered, this, &QWidget::close);
+    addAction(close);
 
     list_ = new QListWidget(this);
     list_->setObjectName(QStringLiteral("settingsPages"));

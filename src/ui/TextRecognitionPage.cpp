@@ -74,11 +74,6 @@ std::optional<QString> dictionaryPackage(const QString &code)
     return found->second;
 }
 
-QString dataPackage(const QString &code)
-{
-    return QStringLiteral("tesseract-ocr-") + code.toLower().replace(u'_', u'-');
-}
-
 QStringList common()
 {
     return { QStringLiteral("eng"), QStringLiteral("deu"), QStringLiteral("fra"), QStringLiteral("spa"),
@@ -228,7 +223,7 @@ void TextRecognitionPage::fill()
         Note tone = Note::secondary;
         if (!present) {
             // The whole sentence is above the list while the language is chosen.
-            note = QStringLiteral("Not installed: ") + ReadingLanguages::dataPackage(code);
+            note = QStringLiteral("Not installed: ") + OcrLanguages::dataPackage(code);
             tone = chosen ? Note::problem : Note::secondary;
         } else if (TextQuality::dictionariesFor(code).isEmpty()) {
             const std::optional<QString> package = ReadingLanguages::dictionaryPackage(code);

@@ -23,8 +23,6 @@ QStringList installed(const QString &folder);
 QString displayName(const QString &code);
 // The Debian package with the language's Hunspell dictionary, where one is known.
 std::optional<QString> dictionaryPackage(const QString &code);
-// The Debian package with Tesseract's data for the language.
-QString dataPackage(const QString &code);
 // Languages worth offering even before their data is installed.
 QStringList common();
 

@@ -68,7 +68,7 @@ static const QString available = u"Local model available"_s;
 
 // The models of either kind of server are offered; the context size is asked for only where Ollama
 // takes it, and a model the server lacks is said so in the status bar's words.
-TEST_F(ModelPageTest, modelList_comesFromEitherKindOfServer)
+TEST_F(ModelPageTest, modelListComesFromEitherKindOfServer)
 {
     server.serveOllama({ u"llama3.2:latest"_s, u"qwen2.5:3b"_s });
     StubModelServer llamaServer;
@@ -94,7 +94,7 @@ TEST_F(ModelPageTest, modelList_comesFromEitherKindOfServer)
 }
 
 // What can't be a model server, or answers as none, is explained on the page and can't be applied.
-TEST_F(ModelPageTest, unusableServer_saysWhyAndStoresNothing)
+TEST_F(ModelPageTest, unusableServerSaysWhyAndStoresNothing)
 {
     QSettings().remove(u"ModelServer"_s);
     StubModelServer website;
@@ -121,7 +121,7 @@ TEST_F(ModelPageTest, unusableServer_saysWhyAndStoresNothing)
 }
 
 // Scans waiting for a model server that is down are filed as soon as a running one is applied.
-TEST_F(ModelPageTest, applyingAnotherServer_whileTheOldIsDown_filesTheWaitingScans)
+TEST_F(ModelPageTest, applyingAnotherServerWhileTheOldIsDownFilesTheWaitingScans)
 {
     QUrl gone;
     {
@@ -148,7 +148,7 @@ TEST_F(ModelPageTest, applyingAnotherServer_whileTheOldIsDown_filesTheWaitingSca
 }
 
 // A server that keeps the page waiting holds up neither a newer choice nor the page's closing.
-TEST_F(ModelPageTest, slowServer_holdsUpNeitherANewerChoiceNorClosing)
+TEST_F(ModelPageTest, slowServerHoldsUpNeitherANewerChoiceNorClosing)
 {
     StubModelServer slow;
     StubReply held = StubModelServer::json(200, R"({"version":"0.6.0"})");

@@ -101,7 +101,7 @@ private:
 
 // The installed languages, chosen ones first in the setting's order, each saying what it lacks; common
 // languages not installed are shown with their package but can't be chosen.
-TEST_F(LanguagesPageTest, languages_installedOnesListedChosenFirstWithWhatTheyLack)
+TEST_F(LanguagesPageTest, languagesInstalledOnesListedChosenFirstWithWhatTheyLack)
 {
     install({ u"eng"_s, u"deu"_s, u"fra"_s, u"osd"_s, u"equ"_s });
     touch(QDir(dictionaries.path()).filePath(u"de_DE.dic"_s));
@@ -132,7 +132,7 @@ TEST_F(LanguagesPageTest, languages_installedOnesListedChosenFirstWithWhatTheyLa
 
 // Each common language without a dictionary package of its own would leave its pages' orientation
 // unjudged; the packages named are those of the same language.
-TEST(ReadingLanguagesTest, dictionaryPackage_namesThePackageOfTheSameLanguage)
+TEST(ReadingLanguagesTest, dictionaryPackageNamesThePackageOfTheSameLanguage)
 {
     for (const QString &code : ReadingLanguages::common()) {
         const std::optional<QString> package = ReadingLanguages::dictionaryPackage(code);
@@ -146,7 +146,7 @@ TEST(ReadingLanguagesTest, dictionaryPackage_namesThePackageOfTheSameLanguage)
 
 // Checking and unchecking write the setting in the order chosen; the primary language can be changed,
 // and the last one stays.
-TEST_F(LanguagesPageTest, choosing_writesTheSettingInOrderAndKeepsOne)
+TEST_F(LanguagesPageTest, choosingWritesTheSettingInOrderAndKeepsOne)
 {
     install({ u"eng"_s, u"deu"_s, u"fra"_s });
     showPage();
@@ -176,7 +176,7 @@ TEST_F(LanguagesPageTest, choosing_writesTheSettingInOrderAndKeepsOne)
 
 // A language in the setting without its data says which package provides it; let go of, it can't be
 // chosen again.
-TEST_F(LanguagesPageTest, missingLanguage_namesItsPackageAndCantBeChosenAgain)
+TEST_F(LanguagesPageTest, missingLanguageNamesItsPackageAndCantBeChosenAgain)
 {
     install({ u"eng"_s });
     QSettings().setValue(OcrLanguages::settingKey, u"eng+fra"_s);
@@ -194,7 +194,7 @@ TEST_F(LanguagesPageTest, missingLanguage_namesItsPackageAndCantBeChosenAgain)
 }
 
 // Reading stopped by a language whose data is missing resumes once the languages are put right.
-TEST_F(LanguagesPageTest, readingStoppedByAMissingLanguage_resumesWhenItIsLetGo)
+TEST_F(LanguagesPageTest, readingStoppedByAMissingLanguageResumesWhenItIsLetGo)
 {
     const QString english = u"/usr/share/tesseract-ocr/5/tessdata/eng.traineddata"_s;
     ASSERT_TRUE(QFile::link(english, QDir(tessdata.path()).filePath(u"eng.traineddata"_s)));
