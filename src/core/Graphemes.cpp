@@ -26,7 +26,9 @@ Prefix firstCharacters(const QString &text, qsizetype length)
         const qsizetype characters = std::min(text.size(), length);
         return { characters, characters };
     }
-    qsizetype window = std::min(text.size(), length * 2 + 16);
+    // Asked for at least as many characters as there are code units, the whole text is needed; doubling
+    // such a length ("count them all") would overflow.
+    qsizetype window = length >= text.size() ? text.size() : std::min(text.size(), length * 2 + 16);
     for (;;) {
         // Never end the prefix between the halves of a surrogate pair: the half left over would look
         // like a character of its own and make a boundary before it.
