@@ -104,7 +104,8 @@ PromptSettingsView::PromptSettingsView(Library &library, QWidget *parent)
     connect(&library_, &Library::selectionChanged, this, &PromptSettingsView::refreshControls);
     connect(&library_, &Library::documentsChanged, this, [this] {
         refreshControls();
-        if (library_.folder())
+        // A page out of sight counts again when it is shown, not at every scan filed meanwhile.
+        if (library_.folder() && isVisible())
             readCount();
     });
     connect(editor_, &QPlainTextEdit::textChanged, this, &PromptSettingsView::refreshControls);
@@ -316,6 +317,13 @@ void PromptSettingsView::refreshResult()
     resultTitle_->setText(result_->rows.value(0));
     resultDetail_->setTone(Tone::secondary);
     resultDetail_->setText(result_->rows.value(1));
+}
+
+void PromptSettingsView::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    if (library_.folder())
+        readCount();
 }
 
 void PromptSettingsView::readCount()

@@ -35,6 +35,9 @@ public:
     // loopback or unspecified address, localhost, or `localHostName`; otherwise the server's host.
     static QString modelLocation(const QUrl &server, const QString &localHostName);
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     // What the last trial came to: the model's answer as rows, or why there is none.
     struct Result {
