@@ -4,10 +4,12 @@
 #include "extract/model/ModelServerClient.h"
 #include "extract/model/ModelSettings.h"
 #include "library/Library.h"
+#include "library/Recognition.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QHash>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -35,15 +37,17 @@ public:
     {
         clock_.start();
         connect(&library.activity(), &ActivityLog::appended, this, &Progress::entry);
-        connect(&library, &Library::pageRead, this, [this](int index, int count) {
+        connect(&library, &Library::pageRead, this, [this](const QString &file, int index, int count) {
             ++pages_;
-            page_ = index + 1;
-            pageCount_ = count;
+            pagesOf_[file] = { index + 1, count };
             draw();
         });
         connect(&library, &Library::currentOCRChanged, this, [this] {
-            page_ = 0;
-            pageCount_ = 0;
+            // Only the scans being read keep their page counts.
+            QHash<QString, std::pair<int, int>> kept;
+            for (const WorkScheduler::ReadingScan &scan : library_.readingNow())
+                kept.insert(scan.file, pagesOf_.value(scan.file));
+            pagesOf_ = std::move(kept);
             draw();
         });
         connect(&library, &Library::currentExtractionChanged, this, &Progress::draw);
@@ -106,12 +110,17 @@ private:
         const double minutes = clock_.nsecsElapsed() / 60e9;
         QStringList parts;
         if (const std::optional<QString> reading = library_.currentOCR()) {
-            QString part = QStringLiteral("[%1/%2] %3")
-                               .arg(read_ + failed_ + 1)
-                               .arg(std::max(total_, read_ + failed_ + 1))
-                               .arg(*reading);
-            if (pageCount_ > 0)
-                part += QStringLiteral("  page %1 of %2").arg(page_).arg(pageCount_);
+            // The scans being read are the next ones counted: "[7/120]", or "[7-10/120]" for four at once.
+            const int first = read_ + failed_ + 1;
+            const int last = read_ + failed_ + std::max(1, int(library_.readingNow().size()));
+            const QString numbers
+                = first == last ? QString::number(first) : QStringLiteral("%1-%2").arg(first).arg(last);
+            QString part = QStringLiteral("[%1/%2] %3").arg(numbers).arg(std::max(total_, last)).arg(*reading);
+            const auto [page, pageCount] = pagesOf_.value(*reading);
+            if (pageCount > 0)
+                part += QStringLiteral("  page %1 of %2").arg(page).arg(pageCount);
+            if (last > first)
+                part += QStringLiteral("  +%1 more").arg(last - first);
             if (pages_ > 0 && minutes > 0)
                 part += QStringLiteral("  %1 pages/min").arg(pages_ / minutes, 0, 'f', 1);
             parts << part;
@@ -141,8 +150,8 @@ private:
     int gaveUp_ = 0;
     int requests_ = 0;
     int pages_ = 0;
-    int page_ = 0;
-    int pageCount_ = 0;
+    // The page last read and the page count of each scan being read.
+    QHash<QString, std::pair<int, int>> pagesOf_;
 };
 
 } // namespace
@@ -163,15 +172,28 @@ int runProcessCommand(const QStringList &arguments)
         QStringLiteral("The model server for this run (default: the ModelServer setting)."), QStringLiteral("URL"));
     const QCommandLineOption model(QStringLiteral("model"),
         QStringLiteral("The model for this run (default: the ModelName setting)."), QStringLiteral("NAME"));
-    parser.addOptions({ watch, ignorePause, noModel, server, model });
+    const QCommandLineOption workers(QStringLiteral("workers"),
+        QStringLiteral("How many scans to read at once, each in a reader of its own (default: the ReadingWorkers "
+                       "setting, else the number of cores up to 4)."),
+        QStringLiteral("N"));
+    parser.addOptions({ watch, ignorePause, noModel, server, model, workers });
     if (!parser.parse(arguments)) {
         printErr(parser.errorText() + QLatin1Char('\n'));
         return ExitStatus::usage;
     }
     if (parser.positionalArguments().size() != 1) {
         printErr(QStringLiteral("Usage: vellumark-cli process FOLDER [--watch] [--ignore-pause] [--no-model] "
-                                "[--model-server URL] [--model NAME]\n"));
+                                "[--model-server URL] [--model NAME] [--workers N]\n"));
         return ExitStatus::usage;
+    }
+    std::optional<int> readers;
+    if (parser.isSet(workers)) {
+        bool ok = false;
+        readers = parser.value(workers).toInt(&ok);
+        if (!ok || *readers < 1 || *readers > ReadingWorkers::most) {
+            printErr(QStringLiteral("--workers takes a number from 1 to %1.\n").arg(ReadingWorkers::most));
+            return ExitStatus::usage;
+        }
     }
     const auto option = [&](const QCommandLineOption &given) {
         return parser.isSet(given) ? std::optional(parser.value(given)) : std::nullopt;
@@ -185,6 +207,7 @@ int runProcessCommand(const QStringList &arguments)
 
     LibraryOptions options;
     options.extraction = !parser.isSet(noModel);
+    options.readers = readers;
     Library library(options);
     if (parser.isSet(ignorePause))
         library.ignorePauseThisSession();

@@ -31,7 +31,7 @@ Library::Library(LibraryOptions options, QObject *parent)
     : QObject(parent)
     , lastFolderPath_(storedText(folderPathKey))
     , model_(activity_, options.modelPoll)
-    , work_(catalogue_, activity_, model_, { options.modelRetry }, options.extraction)
+    , work_(catalogue_, activity_, model_, { options.modelRetry }, options.extraction, options.readers)
     , browsing_(catalogue_, options.searchDelay)
     , editing_(catalogue_, work_)
 {

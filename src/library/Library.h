@@ -32,6 +32,8 @@ struct LibraryOptions {
     // How long a busy model is waited for, and how often an unavailable one is asked whether it is back.
     std::chrono::milliseconds modelRetry = std::chrono::seconds(15);
     std::chrono::milliseconds modelPoll = std::chrono::seconds(20);
+    // How many scans are read at once; absent, the ReadingWorkers setting decides.
+    std::optional<int> readers;
 };
 
 // The one controller both front ends share: the open scans folder, its catalogue, the copy of the
@@ -58,7 +60,10 @@ public:
     const DocumentIDSet &selection() const { return selection_; }
     int pendingOCR() const { return catalogue_.pendingOCR(); }
     int pendingExtraction() const { return catalogue_.pendingExtraction(); }
+    // The file most recently handed to a reader, while any scan is being read.
     const std::optional<QString> &currentOCR() const { return work_.currentOCR(); }
+    // Every scan being read, in the order their reading started.
+    const std::vector<WorkScheduler::ReadingScan> &readingNow() const { return work_.readingNow(); }
     const std::optional<QString> &currentExtraction() const { return work_.currentExtraction(); }
     const std::optional<QString> &modelProblem() const { return model_.problem(); }
     const std::optional<QString> &modelWaiting() const { return work_.modelWaiting(); }
@@ -200,8 +205,8 @@ Q_SIGNALS:
     void extractingChanged();
     // The folder's files were compared with the catalogue (whether or not anything changed).
     void synced();
-    // A page of the scan being read was done; `index` counts from 0.
-    void pageRead(int index, int count);
+    // A page of a scan being read was done; `index` counts from 0.
+    void pageRead(const QString &file, int index, int count);
     void sidebarChanged();
     void yearChanged();
     void kindChanged();

@@ -2,6 +2,27 @@
 
 #include "ocr/TextQuality.h"
 
+#include <QSettings>
+#include <QThread>
+
+#include <algorithm>
+
+namespace ReadingWorkers {
+
+int byDefault()
+{
+    return std::clamp(QThread::idealThreadCount(), 1, 4);
+}
+
+int setting()
+{
+    bool ok = false;
+    const int count = QSettings().value(key).toInt(&ok);
+    return ok && count > 0 ? std::min(count, most) : byDefault();
+}
+
+} // namespace ReadingWorkers
+
 Recognition::Recognition(QString languages)
     : languages_(std::move(languages))
 {

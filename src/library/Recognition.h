@@ -9,6 +9,19 @@
 #include <memory>
 #include <stop_token>
 
+// How many scans are read at once, each by a reader process of its own.
+namespace ReadingWorkers {
+
+inline const QString key = QStringLiteral("ReadingWorkers");
+constexpr int most = 16;
+
+// The processor's cores, at most 4: each reader takes about 150 MB and a core of its own.
+int byDefault();
+// The count as the person left it, or the default where it isn't a positive number.
+int setting();
+
+} // namespace ReadingWorkers
+
 // Text recognition off the main thread: one thread that hands each file to the reader process
 // (`ReaderWorker`), which keeps its Tesseract engine from file to file.
 class Recognition {

@@ -14,6 +14,7 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QPointer>
+#include <QThreadPool>
 
 #include <algorithm>
 #include <limits>
@@ -64,27 +65,77 @@ void WorkScheduler::startRecognition()
 {
     const bool wanted = !paused_
         || hasRequested([](const ScanDocument &document) { return document.ocrStatus == OCRStatus::pending; });
-    if (ocrTask_ || catalogue_.pendingOCR() < 1 || !wanted)
+    if (!catalogue_.store() || !wanted)
         return;
-    std::stop_source stop;
-    ocrTask_ = stop;
-    Q_EMIT readingChanged();
-    [](QPointer<WorkScheduler> self, std::stop_source stop) -> QCoro::Task<> {
-        try {
-            co_await self->runOCR(stop.get_token());
-        } catch (...) {
-            if (self && !stop.stop_requested())
-                reportEscaped(self->activity_, QStringLiteral("Text recognition"));
-        }
-        if (self && self->ocrTask_ == stop) {
-            self->ocrTask_.reset();
-            self->setCurrentOCR(std::nullopt);
-            Q_EMIT self->readingChanged();
-        }
-    }(this, stop);
+    // Each loop reads one scan at a time, so more loops than scans waiting would find nothing to do.
+    const int more = std::min(readers(), catalogue_.pendingOCR()) - readingLoops_;
+    if (more < 1)
+        return;
+    if (!ocrTask_) {
+        ocrTask_ = std::stop_source();
+        Q_EMIT readingChanged();
+    }
+    const std::stop_source stop = *ocrTask_;
+    // Counted before any starts: a loop that finds nothing may end before the next one is started.
+    readingLoops_ += more;
+    for (int loop = 0; loop < more; ++loop) {
+        [](QPointer<WorkScheduler> self, std::stop_source stop) -> QCoro::Task<> {
+            try {
+                co_await self->readScans(stop.get_token());
+            } catch (...) {
+                if (self && !stop.stop_requested())
+                    reportEscaped(self->activity_, QStringLiteral("Text recognition"));
+            }
+            if (self && self->ocrTask_ == stop && --self->readingLoops_ == 0) {
+                self->ocrTask_.reset();
+                self->setReadingNow({});
+                // One reader stays ready for the next scan; the others give their memory back.
+                if (self->idleReaders_.size() > 1) {
+                    QThreadPool::globalInstance()->start(
+                        [spare = std::vector(self->idleReaders_.begin() + 1, self->idleReaders_.end())] {});
+                    self->idleReaders_.resize(1);
+                }
+                Q_EMIT self->readingChanged();
+            }
+        }(this, stop);
+    }
 }
 
-QCoro::Task<> WorkScheduler::runOCR(std::stop_token stop)
+void WorkScheduler::stopReading()
+{
+    const bool wasReading = ocrTask_.has_value();
+    if (ocrTask_)
+        ocrTask_->request_stop();
+    ocrTask_.reset();
+    readingLoops_ = 0;
+    setReadingNow({});
+    if (wasReading)
+        Q_EMIT readingChanged();
+}
+
+int WorkScheduler::readers() const
+{
+    return std::clamp(readers_.value_or(ReadingWorkers::setting()), 1, ReadingWorkers::most);
+}
+
+std::shared_ptr<Recognition> WorkScheduler::takeReader()
+{
+    const QString languages = OcrLanguages::setting();
+    std::erase_if(idleReaders_, [&](const auto &reader) { return reader->languages() != languages; });
+    if (idleReaders_.empty())
+        return std::make_shared<Recognition>(languages);
+    std::shared_ptr<Recognition> reader = std::move(idleReaders_.back());
+    idleReaders_.pop_back();
+    return reader;
+}
+
+void WorkScheduler::returnReader(std::shared_ptr<Recognition> reader)
+{
+    if (int(idleReaders_.size()) < readers() && reader->languages() == OcrLanguages::setting())
+        idleReaders_.push_back(std::move(reader));
+}
+
+QCoro::Task<> WorkScheduler::readScans(std::stop_token stop)
 {
     QPointer<WorkScheduler> self(this);
     const std::shared_ptr<Catalogue::Store> store = catalogue_.store();
@@ -92,24 +143,30 @@ QCoro::Task<> WorkScheduler::runOCR(std::stop_token stop)
         co_return;
     const QString folder = catalogue_.folder();
     while (!stop.stop_requested()) {
-        const std::optional<ScanStore::OCRJob> job
-            = co_await nextJob(store, requested_, paused_, &ScanStore::nextOCRJob);
+        const DocumentIDs beingRead(claimed_.begin(), claimed_.end());
+        const std::optional<ScanStore::OCRJob> job = co_await nextJob(
+            store, requested_, paused_, [beingRead](ScanStore &s, const std::optional<DocumentIDs> &among) {
+                return s.nextOCRJob(among, beingRead);
+            });
         if (!self || stop.stop_requested())
             co_return;
         if (!job)
             break;
+        // Another loop took the same scan while this one asked: ask again without it.
+        if (claimed_.contains(job->id))
+            continue;
+        claimed_.insert(job->id);
         const QString name = QFileInfo(job->path).fileName();
-        setCurrentOCR(name);
+        std::vector<ReadingScan> reading = readingNow_;
+        reading.push_back({ job->id, name });
+        setReadingNow(std::move(reading));
         QElapsedTimer timer;
         timer.start();
 
-        const QString languages = OcrLanguages::setting();
-        if (!recognition_ || recognition_->languages() != languages)
-            recognition_ = std::make_shared<Recognition>(languages);
-        const std::shared_ptr<Recognition> recognition = recognition_;
-        const OCR::PageRead pageRead = [self](int index, int count, const OCR::Page &) {
+        std::shared_ptr<Recognition> reader = takeReader();
+        const OCR::PageRead pageRead = [self, name](int index, int count, const OCR::Page &) {
             QMetaObject::invokeMethod(
-                self, [self, index, count] { Q_EMIT self->pageRead(index, count); }, Qt::QueuedConnection);
+                self, [self, name, index, count] { Q_EMIT self->pageRead(name, index, count); }, Qt::QueuedConnection);
         };
 
         std::optional<QString> failure;
@@ -117,7 +174,7 @@ QCoro::Task<> WorkScheduler::runOCR(std::stop_token stop)
         bool cancelled = false;
         std::optional<OCR::Result> result;
         try {
-            result = co_await recognition->recognize(QDir(folder).filePath(job->path), stop, pageRead);
+            result = co_await reader->recognize(QDir(folder).filePath(job->path), stop, pageRead);
             const ScanStore::OCRJob saved = *job;
             std::vector<int> rotations;
             QStringList texts;
@@ -135,11 +192,29 @@ QCoro::Task<> WorkScheduler::runOCR(std::stop_token stop)
         } catch (const std::exception &error) {
             failure = messageOf(error);
         }
-        if (!self || cancelled || stop.stop_requested())
+        if (!self)
             co_return;
+        // Let go of the scan, unless it still waits to be marked failed.
+        auto release = [this, id = job->id, reader]() mutable {
+            claimed_.erase(id);
+            std::vector<ReadingScan> reading = readingNow_;
+            std::erase_if(reading, [id](const ReadingScan &scan) { return scan.id == id; });
+            setReadingNow(std::move(reading));
+            returnReader(std::move(reader));
+        };
+        if (cancelled || stop.stop_requested()) {
+            release();
+            // Reading was stopped; if it has started again meanwhile, the scan let go waits for a reader.
+            if (!ocrProblem_ && catalogue_.store() == store)
+                startRecognition();
+            co_return;
+        }
         if (engineUnavailable) {
+            release();
             // Every scan would fail the same way; none is marked, and the reason is shown instead.
             assign(ocrProblem_, failure, this, &WorkScheduler::ocrProblemChanged);
+            if (ocrTask_ && ocrTask_->get_token() == stop)
+                stopReading();
             co_return;
         }
         assign(ocrProblem_, std::optional<QString>(), this, &WorkScheduler::ocrProblemChanged);
@@ -159,8 +234,12 @@ QCoro::Task<> WorkScheduler::runOCR(std::stop_token stop)
             } catch (const std::exception &) {
                 marked = false;
             }
-            if (!self || !marked)
+            if (!self)
                 co_return;
+            if (!marked) {
+                release();
+                co_return;
+            }
             DocumentIDSet requested = requested_;
             requested.erase(job->id);
             setRequested(std::move(requested));
@@ -172,6 +251,7 @@ QCoro::Task<> WorkScheduler::runOCR(std::stop_token stop)
         co_await catalogue_.refresh({ job->id }, false);
         if (!self)
             co_return;
+        release();
         startExtraction();
     }
 }

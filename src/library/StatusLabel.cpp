@@ -38,7 +38,10 @@ StatusLabel paused()
 
 WorkState WorkState::of(const Library &library)
 {
-    return { .currentOCR = library.currentOCR(),
+    DocumentIDSet reading;
+    for (const WorkScheduler::ReadingScan &scan : library.readingNow())
+        reading.insert(scan.id);
+    return { .reading = std::move(reading),
         .currentExtraction = library.currentExtraction(),
         .paused = library.paused(),
         .requested = library.requested(),
@@ -53,7 +56,7 @@ StatusLabel statusLabel(const ScanDocument &document, const WorkState &work)
     case OCRStatus::failed:
         return { QStringLiteral("Unreadable"), QStringLiteral("exclamationmark.triangle"), Tone::red };
     case OCRStatus::pending:
-        if (isCurrent(work.currentOCR, document))
+        if (work.reading.contains(document.id))
             return reading();
         if (work.requested.contains(document.id))
             return nextUp();

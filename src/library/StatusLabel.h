@@ -22,8 +22,10 @@ struct StatusLabel {
 
 // What the label depends on besides the scan itself.
 struct WorkState {
-    // The file names (last path component) being read and being filed now.
-    std::optional<QString> currentOCR, currentExtraction;
+    // The scans being read now.
+    DocumentIDSet reading;
+    // The file name (last path component) being filed now.
+    std::optional<QString> currentExtraction;
     bool paused = false;
     DocumentIDSet requested;
     // The local model can't be used (Library::modelProblem() is set).

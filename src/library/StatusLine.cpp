@@ -29,9 +29,11 @@ StatusLine statusLine(const Library &library)
         line.work = QStringLiteral("Up to date");
         line.workIcon = QStringLiteral("checkmark.circle");
     }
-    if (library.currentOCR())
+    if (library.currentOCR()) {
         line.work += u" · Reading " + *library.currentOCR();
-    else if (library.currentExtraction())
+        if (library.readingNow().size() > 1)
+            line.work += u" (" + QString::number(library.readingNow().size()) + u" at once)";
+    } else if (library.currentExtraction())
         line.work += u" · Extracting " + *library.currentExtraction();
 
     if (library.paused()) {

@@ -6,8 +6,8 @@
 
 #include <QSettings>
 
-WorkScheduler::WorkScheduler(
-    Catalogue &catalogue, ActivityLog &activity, ModelWatch &model, Timing timing, bool extraction, QObject *parent)
+WorkScheduler::WorkScheduler(Catalogue &catalogue, ActivityLog &activity, ModelWatch &model, Timing timing,
+    bool extraction, std::optional<int> readers, QObject *parent)
     : QObject(parent)
     , catalogue_(catalogue)
     , activity_(activity)
@@ -15,6 +15,7 @@ WorkScheduler::WorkScheduler(
     , timing_(timing)
     , extraction_(extraction)
     , paused_(QSettings().value(pausedKey, false).toBool())
+    , readers_(readers)
 {
     // Whatever waited on the old model asks the new one at once.
     connect(&model_, &ModelWatch::modelChanged, this, [this] {
@@ -38,9 +39,13 @@ void WorkScheduler::setRequested(DocumentIDSet ids)
     assign(requested_, std::move(ids), this, &WorkScheduler::requestedChanged);
 }
 
-void WorkScheduler::setCurrentOCR(std::optional<QString> name)
+void WorkScheduler::setReadingNow(std::vector<ReadingScan> scans)
 {
-    assign(currentOCR_, std::move(name), this, &WorkScheduler::currentOCRChanged);
+    if (scans == readingNow_)
+        return;
+    readingNow_ = std::move(scans);
+    currentOCR_ = readingNow_.empty() ? std::nullopt : std::optional(readingNow_.back().file);
+    Q_EMIT currentOCRChanged();
 }
 
 void WorkScheduler::setCurrentExtraction(std::optional<QString> name)
@@ -63,18 +68,12 @@ void WorkScheduler::startWork()
 
 void WorkScheduler::stopWork()
 {
-    const bool wasReading = ocrTask_.has_value();
-    if (ocrTask_)
-        ocrTask_->request_stop();
+    stopReading();
     if (extractTask_)
         extractTask_->request_stop();
-    ocrTask_.reset();
     setExtractTask(std::nullopt);
-    setCurrentOCR(std::nullopt);
     setCurrentExtraction(std::nullopt);
     setModelWaiting(std::nullopt);
-    if (wasReading)
-        Q_EMIT readingChanged();
 }
 
 void WorkScheduler::setPaused(bool paused)

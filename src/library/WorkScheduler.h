@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
+#include <vector>
 
 class Recognition;
 
@@ -31,14 +32,25 @@ public:
         std::chrono::milliseconds retry = std::chrono::seconds(15);
     };
 
-    // `extraction` off reads text only.
+    // A scan handed to a reader.
+    struct ReadingScan {
+        std::int64_t id = 0;
+        QString file; // the last path component
+        bool operator==(const ReadingScan &) const = default;
+    };
+
+    // `extraction` off reads text only. `readers` fixes how many scans are read at once; absent, the
+    // ReadingWorkers setting of the moment decides.
     WorkScheduler(Catalogue &catalogue, ActivityLog &activity, ModelWatch &model, Timing timing, bool extraction,
-        QObject *parent = nullptr);
+        std::optional<int> readers = std::nullopt, QObject *parent = nullptr);
     ~WorkScheduler() override;
 
     bool paused() const { return paused_; }
     const DocumentIDSet &requested() const { return requested_; }
+    // The file most recently handed to a reader, while any is being read.
     const std::optional<QString> &currentOCR() const { return currentOCR_; }
+    // Every scan being read, in the order their reading started.
+    const std::vector<ReadingScan> &readingNow() const { return readingNow_; }
     const std::optional<QString> &currentExtraction() const { return currentExtraction_; }
     // Why the model is being waited for (busy); absent otherwise.
     const std::optional<QString> &modelWaiting() const { return modelWaiting_; }
@@ -86,22 +98,29 @@ Q_SIGNALS:
     void ocrProblemChanged();
     void readingChanged();
     void extractingChanged();
-    // A page of the scan being read was done; `index` counts from 0.
-    void pageRead(int index, int count);
+    // A page of a scan being read was done; `index` counts from 0.
+    void pageRead(const QString &file, int index, int count);
 
 private:
     bool hasRequested(const std::function<bool(const ScanDocument &)> &predicate) const;
     void setRequested(DocumentIDSet ids);
-    void setCurrentOCR(std::optional<QString> name);
+    void setReadingNow(std::vector<ReadingScan> scans);
     void setCurrentExtraction(std::optional<QString> name);
     void setModelWaiting(std::optional<QString> reason);
     void setExtractTask(std::optional<std::stop_source> task);
     // Keeps only the requested scans still being worked on.
     void trimRequested();
 
-    // The recognition loop (RecognitionLoop.cpp).
+    // The recognition loop (RecognitionLoop.cpp): up to `readers` scans are read at once, each by a
+    // reader of its own; every one of them runs `readScans` until no scan is left for it.
     void startRecognition();
-    QCoro::Task<> runOCR(std::stop_token stop);
+    int readers() const;
+    QCoro::Task<> readScans(std::stop_token stop);
+    // A reader with the languages of the moment: an idle one, or a new one.
+    std::shared_ptr<Recognition> takeReader();
+    void returnReader(std::shared_ptr<Recognition> reader);
+    // Stops reading at once (every reader is killed); the scans being read stay pending.
+    void stopReading();
 
     // The extraction loop (ExtractionLoop.cpp).
     void startExtraction();
@@ -120,13 +139,21 @@ private:
     bool held_ = false;
     bool paused_ = false;
     DocumentIDSet requested_;
+    std::optional<int> readers_;
     std::optional<QString> currentOCR_;
+    std::vector<ReadingScan> readingNow_;
     std::optional<QString> currentExtraction_;
     std::optional<QString> modelWaiting_;
     std::optional<QString> ocrProblem_;
-    std::shared_ptr<Recognition> recognition_;
-    // A running loop is represented by the source that stops it.
+    // Readers kept between scans, each with its own thread and reader process.
+    std::vector<std::shared_ptr<Recognition>> idleReaders_;
+    // A running loop is represented by the source that stops it. The recognition loop runs as
+    // `readingLoops_` coroutines, each reading one scan at a time.
     std::optional<std::stop_source> ocrTask_;
+    int readingLoops_ = 0;
+    // The scans handed to a reader and not yet let go, also by loops since stopped that are still
+    // winding down: none of them is handed to a second reader.
+    DocumentIDSet claimed_;
     std::optional<std::stop_source> extractTask_;
     // An availability check under way.
     bool checkingModel_ = false;

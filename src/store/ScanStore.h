@@ -84,7 +84,9 @@ public:
     std::vector<Organization> uncountedOrganizations();
     QStringList pages(std::int64_t documentID);
     PendingCounts pendingCounts();
-    std::optional<OCRJob> nextOCRJob(const std::optional<DocumentIDs> &among = std::nullopt);
+    // The newest scan waiting for its text, among `among` when given, other than those being read.
+    std::optional<OCRJob> nextOCRJob(
+        const std::optional<DocumentIDs> &among = std::nullopt, const DocumentIDs &excluding = {});
     std::optional<ExtractionJob> nextExtractionJob(const std::optional<DocumentIDs> &among = std::nullopt);
     std::optional<QString> trace(std::int64_t documentID);
     std::optional<QString> setting(const QString &key);

@@ -110,12 +110,15 @@ ScanStore::PendingCounts ScanStore::pendingCounts()
     return counts;
 }
 
-std::optional<ScanStore::OCRJob> ScanStore::nextOCRJob(const std::optional<DocumentIDs> &among)
+std::optional<ScanStore::OCRJob> ScanStore::nextOCRJob(
+    const std::optional<DocumentIDs> &among, const DocumentIDs &excluding)
 {
+    const QString notExcluded
+        = excluding.empty() ? QString() : QStringLiteral(" AND id NOT IN (") + idList(excluding) + QLatin1Char(')');
     Statement statement = db_->prepare(
         QStringLiteral("SELECT id, path, file_size, file_modified FROM documents WHERE ocr_status = 'pending' AND "
                        "missing = 0")
-        + amongCondition(among) + QStringLiteral(" ORDER BY added_at DESC, id DESC LIMIT 1"));
+        + amongCondition(among) + notExcluded + QStringLiteral(" ORDER BY added_at DESC, id DESC LIMIT 1"));
     statement.bind({});
     std::optional<OCRJob> job;
     while (statement.step())

@@ -21,17 +21,17 @@ TEST(StatusLabel, theFirstConditionThatHoldsWinsComparingTheCurrentFileByName)
         return changed;
     };
     const WorkState idle;
-    const WorkState everything { .currentOCR = u"b.pdf"_s,
-        .currentExtraction = u"b.pdf"_s,
-        .paused = true,
-        .requested = { 7 },
-        .modelUnavailable = true };
+    const WorkState everything {
+        .reading = { 7 }, .currentExtraction = u"b.pdf"_s, .paused = true, .requested = { 7 }, .modelUnavailable = true
+    };
     WorkState asked = everything;
-    asked.currentOCR = asked.currentExtraction = std::nullopt;
+    asked.reading.clear();
+    asked.currentExtraction = std::nullopt;
     WorkState paused = asked;
     paused.requested.clear();
     // Another file's name ending the same way is not this one.
-    paused.currentOCR = paused.currentExtraction = u"ab.pdf"_s;
+    paused.reading = { 8 };
+    paused.currentExtraction = u"ab.pdf"_s;
     WorkState modelAway = idle;
     modelAway.modelUnavailable = true;
 
