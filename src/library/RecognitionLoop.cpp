@@ -253,6 +253,9 @@ QCoro::Task<> WorkScheduler::readScans(std::stop_token stop)
             co_return;
         release();
         startExtraction();
+        // Fewer readers were asked for since: this loop is one too many.
+        if (ocrTask_ && ocrTask_->get_token() == stop && readingLoops_ > readers())
+            co_return;
     }
 }
 

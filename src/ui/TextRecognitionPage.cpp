@@ -2,6 +2,7 @@
 
 #include "library/Library.h"
 #include "library/ReaderWorker.h"
+#include "library/Recognition.h"
 #include "ocr/OcrLanguages.h"
 #include "ocr/TextQuality.h"
 #include "ui/ToneLabel.h"
@@ -16,6 +17,7 @@
 #include <QPushButton>
 #include <QSettings>
 #include <QSpinBox>
+#include <QThread>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -139,10 +141,19 @@ TextRecognitionPage::TextRecognitionPage(Library &library, QWidget *parent)
     memoryLimit_->setSuffix(QStringLiteral(" MB"));
     memoryLimit_->setGroupSeparatorShown(true);
     memoryLimit_->setKeyboardTracking(false);
+    readers_ = new QSpinBox(this);
+    readers_->setObjectName(QStringLiteral("readingWorkers"));
+    readers_->setAccessibleName(QStringLiteral("Scans read at once"));
+    readers_->setToolTip(QStringLiteral(
+        "Each scan read at once takes a processor core and about 150 MB of memory; this computer has %1 cores")
+                             .arg(QThread::idealThreadCount()));
+    readers_->setRange(1, ReadingWorkers::most);
+    readers_->setKeyboardTracking(false);
     auto *limits = new QFormLayout;
     limits->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     limits->addRow(QStringLiteral("Time limit per page:"), timeLimit_);
     limits->addRow(QStringLiteral("Memory limit:"), memoryLimit_);
+    limits->addRow(QStringLiteral("Scans read at once:"), readers_);
 
     auto *title = new ToneLabel(ToneLabel::Tone::normal, ToneLabel::Size::headline, this);
     title->setText(QStringLiteral("Text Recognition"));
@@ -164,6 +175,10 @@ TextRecognitionPage::TextRecognitionPage(Library &library, QWidget *parent)
         [](int seconds) { QSettings().setValue(ReaderSettings::timeoutKey, seconds); });
     connect(memoryLimit_, &QSpinBox::valueChanged, this,
         [](int megabytes) { QSettings().setValue(ReaderSettings::memoryLimitKey, megabytes); });
+    connect(readers_, &QSpinBox::valueChanged, this, [this](int count) {
+        QSettings().setValue(ReadingWorkers::key, count);
+        library_.readingSettingsChanged();
+    });
     connect(&library_, &Library::ocrProblemChanged, this, &TextRecognitionPage::refreshProblem);
     reload();
 }
@@ -174,8 +189,10 @@ void TextRecognitionPage::reload()
     fill();
     const QSignalBlocker blockTime(timeLimit_);
     const QSignalBlocker blockMemory(memoryLimit_);
+    const QSignalBlocker blockReaders(readers_);
     timeLimit_->setValue(int(std::lround(double(ReaderSettings::timeout().count()) / 1000)));
     memoryLimit_->setValue(ReaderSettings::memoryLimitMB());
+    readers_->setValue(ReadingWorkers::setting());
     refreshProblem();
 }
 

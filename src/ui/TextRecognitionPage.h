@@ -57,5 +57,6 @@ private:
     QPushButton *primary_ = nullptr;
     QSpinBox *timeLimit_ = nullptr;
     QSpinBox *memoryLimit_ = nullptr;
+    QSpinBox *readers_ = nullptr;
     bool filling_ = false;
 };

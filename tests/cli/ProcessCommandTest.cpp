@@ -1,12 +1,16 @@
 #include "cli/Cli.h"
 #include "store/ScanStore.h"
 #include "support/CatalogueFixtures.h"
+#include "support/ScanPdf.h"
 #include "support/StubModelServer.h"
 
+#include <QDeadlineTimer>
 #include <QSettings>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 
 namespace {
@@ -124,6 +128,36 @@ TEST_F(ProcessCommand, killedAtAnyMomentLosesNothingAndTwoProcessesFinishTheJobT
     EXPECT_EQ(query(u"PRAGMA integrity_check"_s), u"ok"_s);
     EXPECT_EQ(scans(u"ocr_status = 'done' AND page_count = 2 AND extract_status = 'done'"_s), count);
     EXPECT_EQ(query(u"SELECT count(*) FROM pages"_s), QString::number(2 * count));
+}
+
+TEST_F(ProcessCommand, killedWhileSeveralReadersReadLeavesNoReaderBehindAndNothingHalfSaved)
+{
+    constexpr int count = 4;
+    for (int index = 0; index < count; ++index)
+        writeFakeScan(folder.filePath(u"held-%1.pdf"_s.arg(index)), { QString::fromLatin1(fakeReadWait), u"Two"_s });
+    EXPECT_EQ(cli.run(process({ u"--workers"_s, u"0"_s })).exitCode, 1);
+
+    const std::unique_ptr<QProcess> running = cli.start(process({ u"--no-model"_s, u"--workers"_s, u"3"_s }));
+    ASSERT_TRUE(Cli::waitUntil(*running, [&] { return fakeReads(folder.path()).size() == 3; }));
+    ::kill(pid_t(running->processId()), SIGKILL);
+    running->waitForFinished();
+    const std::vector<FakeRead> reads = fakeReads(folder.path());
+    EXPECT_TRUE(std::ranges::all_of(reads, [](const FakeRead &read) { return read.underway <= 3 && !read.again; }));
+    const QDeadlineTimer deadline(Cli::deadline);
+    while (!std::ranges::all_of(reads, [](const FakeRead &read) { return processEnded(read.pid); })
+        && !deadline.hasExpired())
+        QThread::msleep(10);
+    EXPECT_TRUE(std::ranges::all_of(reads, [](const FakeRead &read) { return processEnded(read.pid); }));
+    EXPECT_EQ(query(u"PRAGMA integrity_check"_s), u"ok"_s);
+    EXPECT_EQ(scans(u"ocr_status = 'pending'"_s), count);
+    EXPECT_EQ(query(u"SELECT count(*) FROM pages"_s), u"0"_s);
+
+    for (int index = 0; index < count; ++index)
+        writeFile(folder.filePath(u"held-%1.pdf.go"_s.arg(index)), {});
+    const CliRun finished = cli.run(process({ u"--no-model"_s, u"--workers"_s, u"3"_s }));
+    EXPECT_EQ(finished.exitCode, 0) << finished.err.toStdString();
+    EXPECT_TRUE(finished.err.contains(u"Read 4 of 4 scans (8 pages)"_s)) << finished.err.toStdString();
+    EXPECT_EQ(scans(u"ocr_status = 'done' AND page_count = 2"_s), count);
 }
 
 TEST_F(ProcessCommand, watchingReadsScansAddedLaterAndStopsCleanlyOnSigterm)

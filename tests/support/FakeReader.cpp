@@ -48,6 +48,39 @@ std::optional<Message> request(ReaderProtocol::FrameReader &frames)
     return message;
 }
 
+void appendLine(const QString &path, const QByteArray &line)
+{
+    QFile log(path);
+    if (log.open(QIODevice::Append))
+        log.write(line + '\n');
+}
+
+// Whether the reader whose id a marker file holds still runs.
+bool markerAlive(const QString &marker)
+{
+    QFile file(marker);
+    return file.open(QIODevice::ReadOnly) && !processEnded(file.readAll().trimmed().toLongLong());
+}
+
+// Logs the reading of `path` with the readings under way in its folder (support/FakeScans.h). The marker
+// holds this reader's id, so that the marker of a reader killed half way counts no longer.
+void logReading(const QString &path)
+{
+    const QString marker = path + QStringLiteral(".reading");
+    const bool again = markerAlive(marker);
+    QFile mark(marker);
+    if (mark.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        mark.write(QByteArray::number(::getpid()));
+    mark.close();
+    const QDir folder = QFileInfo(path).dir();
+    qsizetype underway = 0;
+    for (const QString &name : folder.entryList({ QStringLiteral("*.reading") }, QDir::Files))
+        underway += markerAlive(folder.filePath(name)) ? 1 : 0;
+    appendLine(folder.filePath(QString::fromLatin1(fakeReadLog)),
+        QFileInfo(path).fileName().toUtf8() + ' ' + QByteArray::number(underway) + ' ' + QByteArray::number(::getpid())
+            + (again ? " again" : ""));
+}
+
 void read(const QString &path)
 {
     QFile file(path);
@@ -57,6 +90,13 @@ void read(const QString &path)
     send(message(Kind::hash, QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex())));
     if (!bytes.startsWith(fakeScanMarker))
         return send(message(Kind::failed, QStringLiteral("Not a readable PDF")));
+    logReading(path);
+    if (bytes.contains(fakeReadCrash))
+        ::raise(SIGKILL);
+    while (
+        bytes.contains(fakeReadHang) || (bytes.contains(fakeReadWait) && !QFile::exists(path + QStringLiteral(".go"))))
+        QThread::msleep(10);
+    QFile::remove(path + QStringLiteral(".reading"));
     const QStringList pages
         = QString::fromUtf8(bytes.mid(qsizetype(sizeof fakeScanMarker) - 1)).split(QLatin1Char('\f'));
     for (qsizetype index = 0; index < pages.size(); ++index) {
@@ -80,13 +120,6 @@ QImage fakePage(int maxPixel, int rotation)
     for (int y = 0; y < page.height() / 8; ++y)
         std::fill_n(reinterpret_cast<QRgb *>(page.scanLine(y)), page.width(), qRgb(0, 0, 0));
     return OCR::turned(page, rotation);
-}
-
-void appendLine(const QString &path, const QByteArray &line)
-{
-    QFile log(path);
-    if (log.open(QIODevice::Append))
-        log.write(line + '\n');
 }
 
 // The fake scan's bytes; absent, with the failure sent, when the file can't be read or isn't one.

@@ -15,6 +15,21 @@ void writeFakeScan(const QString &path, const QStringList &pages)
         throw std::runtime_error("couldn't write " + path.toStdString());
 }
 
+std::vector<FakeRead> fakeReads(const QString &folder)
+{
+    QFile log(QDir(folder).filePath(QString::fromLatin1(fakeReadLog)));
+    std::vector<FakeRead> reads;
+    if (!log.open(QIODevice::ReadOnly))
+        return reads;
+    for (const QByteArray &line : log.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() >= 3)
+            reads.push_back({ QString::fromUtf8(fields[0]), fields[1].toInt(), fields[2].toLongLong(),
+                fields.size() > 3 && fields[3] == "again" });
+    }
+    return reads;
+}
+
 QString fakeReaderProgram()
 {
     return QStringLiteral(FAKE_READER);
