@@ -175,6 +175,9 @@ QCoro::Task<> WorkScheduler::readScans(std::stop_token stop)
         std::optional<OCR::Result> result;
         try {
             result = co_await reader->recognize(QDir(folder).filePath(job->path), stop, pageRead);
+            // Stopped while the answer was on its way: the scan stays waiting, as any other being read.
+            if (stop.stop_requested())
+                throw Cancelled();
             const ScanStore::OCRJob saved = *job;
             std::vector<int> rotations;
             QStringList texts;

@@ -52,17 +52,20 @@ TEST_F(LibraryTest, pausingWhileReadingLeavesTheScanPendingAndResumingReadsItAga
     writeFile(path(u"long.pdf"_s), scanPdf(std::vector(3, ScanPage { .lines = { u"Statement of account"_s } })));
     useRealReader();
     Library &library = openLibrary();
-    int pagesSeen = 0;
-    QObject::connect(&library, &Library::pageRead, [&] { ++pagesSeen; });
-    ASSERT_TRUE(waitUntil([&] { return pagesSeen >= 1; }));
-
-    library.setPaused(true);
-    EXPECT_EQ(library.currentOCR(), std::nullopt);
-    EXPECT_FALSE(library.isReading());
-    // Resuming at once starts a new loop while the stopped one may still be winding down; the old one
-    // must not clear the new one.
-    library.setPaused(false);
-    EXPECT_TRUE(library.isReading());
+    bool paused = false;
+    // Paused as the first page arrives, before any later answer of the reader is taken in.
+    QObject::connect(&library, &Library::pageRead, [&] {
+        if (std::exchange(paused, true))
+            return;
+        library.setPaused(true);
+        EXPECT_EQ(library.currentOCR(), std::nullopt);
+        EXPECT_FALSE(library.isReading());
+        // Resuming at once starts a new loop while the stopped one may still be winding down; the old one
+        // must not clear the new one.
+        library.setPaused(false);
+        EXPECT_TRUE(library.isReading());
+    });
+    ASSERT_TRUE(waitUntil([&] { return paused; }));
     ASSERT_TRUE(waitForQuiet());
     EXPECT_EQ(document(u"long.pdf"_s)->pageCount, 3);
     EXPECT_EQ(activity(ActivityEntry::Kind::ocr).size(), 1u);
