@@ -52,14 +52,16 @@ TEST(WatchService, systemdAcceptsTheInstalledUnit)
 {
     const InstalledTree tree;
     ASSERT_TRUE(tree.installed()) << tree.log();
-    // A user manager of its own, which needs nothing but a runtime folder.
+    // A user manager of its own, which needs nothing but a runtime folder; the manual page the unit
+    // points to is looked up among the installed ones.
     QTemporaryDir runtime;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
+    environment.insert(u"MANPATH"_s, tree.path(u"share/man"_s));
     const ToolRun verify
         = runTool(QStringLiteral(SYSTEMD_ANALYZE), { u"--user"_s, u"verify"_s, unitFile(tree) }, environment);
     EXPECT_EQ(verify.exitCode, 0);
-    EXPECT_EQ(verify.err, QString());
+    EXPECT_EQ(verify.err.toStdString(), std::string());
 }
 
 TEST(WatchService, followsTheRememberedFolderBesideTheAppAndStopsCleanlyOnSigterm)
