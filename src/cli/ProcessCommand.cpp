@@ -9,6 +9,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QHash>
 #include <QSocketNotifier>
 
@@ -154,6 +155,26 @@ private:
     QHash<QString, std::pair<int, int>> pagesOf_;
 };
 
+// The folder the desktop app would open, for `process --watch` without one (the background service);
+// sets `problem` to the exit status when there is none to follow.
+QString rememberedFolder(int &problem)
+{
+    const std::optional<QString> folder = Library::rememberedFolder();
+    if (!folder) {
+        printErr(QStringLiteral("No folder given, and none remembered: choose one in Vellumark, or name it: "
+                                "vellumark-cli process FOLDER --watch\n"));
+        problem = ExitStatus::usage;
+        return {};
+    }
+    if (!QFileInfo(*folder).isDir()) {
+        printErr(QStringLiteral("The remembered folder ") + *folder + QStringLiteral(" isn't there.\n"));
+        problem = ExitStatus::cannotOpen;
+        return {};
+    }
+    printErr(QStringLiteral("No folder given: following the remembered one.\n"));
+    return *folder;
+}
+
 } // namespace
 
 int runProcessCommand(const QStringList &arguments)
@@ -181,8 +202,9 @@ int runProcessCommand(const QStringList &arguments)
         printErr(parser.errorText() + QLatin1Char('\n'));
         return ExitStatus::usage;
     }
-    if (parser.positionalArguments().size() != 1) {
-        printErr(QStringLiteral("Usage: vellumark-cli process FOLDER [--watch] [--ignore-pause] [--no-model] "
+    const QStringList folders = parser.positionalArguments();
+    if (folders.size() > 1 || (folders.isEmpty() && !parser.isSet(watch))) {
+        printErr(QStringLiteral("Usage: vellumark-cli process [FOLDER] [--watch] [--ignore-pause] [--no-model] "
                                 "[--model-server URL] [--model NAME] [--workers N]\n"));
         return ExitStatus::usage;
     }
@@ -195,6 +217,10 @@ int runProcessCommand(const QStringList &arguments)
             return ExitStatus::usage;
         }
     }
+    int folderProblem = ExitStatus::success;
+    const QString folder = folders.isEmpty() ? rememberedFolder(folderProblem) : folders.first();
+    if (folderProblem != ExitStatus::success)
+        return folderProblem;
     const auto option = [&](const QCommandLineOption &given) {
         return parser.isSet(given) ? std::optional(parser.value(given)) : std::nullopt;
     };
@@ -262,7 +288,7 @@ int runProcessCommand(const QStringList &arguments)
         }
     });
 
-    library.open(parser.positionalArguments().first(), false);
+    library.open(folder, false);
     if (const std::optional<QString> error = library.openError()) {
         printErr(*error + QLatin1Char('\n'));
         return ExitStatus::cannotOpen;

@@ -88,6 +88,12 @@ Library::~Library()
     close();
 }
 
+std::optional<QString> Library::rememberedFolder()
+{
+    const std::optional<QString> override = storedText(folderOverrideKey);
+    return override ? override : storedText(folderBookmarkKey);
+}
+
 void Library::restore()
 {
     if (const std::optional<QString> override = storedText(folderOverrideKey)) {

@@ -79,7 +79,10 @@ public:
     // Whether the extraction loop runs, or is about to once the model has said whether it can be used.
     bool isExtracting() const { return work_.isExtracting(); }
 
-    // Reopens the remembered folder: the VellumarkFolder preference first, else the one last chosen.
+    // The remembered folder: the VellumarkFolder preference first, else the one last chosen; whether it
+    // is still there or not.
+    static std::optional<QString> rememberedFolder();
+    // Reopens the remembered folder (a last chosen one only when it is still there).
     void restore();
     // Asks `choose` for a folder, starting in the open one or the last one chosen, and opens the choice.
     void chooseFolder(const std::function<std::optional<QString>(const QString &startIn)> &choose);

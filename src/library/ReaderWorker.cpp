@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 
 #include <algorithm>
@@ -43,7 +44,12 @@ QString program()
     const QString chosen = qEnvironmentVariable("VELLUMARK_READER");
     if (!chosen.isEmpty())
         return chosen;
-    return QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("vellumark-reader"));
+    // In a build tree the reader sits beside the programs; installed, in its own folder under libexec.
+    const QDir programs(QCoreApplication::applicationDirPath());
+    const QString beside = programs.filePath(QStringLiteral("vellumark-reader"));
+    const QString installed
+        = QDir::cleanPath(programs.filePath(QStringLiteral(VELLUMARK_READER_FROM_BIN "/vellumark-reader")));
+    return QFileInfo::exists(beside) || !QFileInfo::exists(installed) ? beside : installed;
 }
 
 } // namespace ReaderSettings

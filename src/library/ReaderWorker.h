@@ -32,7 +32,8 @@ constexpr int defaultMemoryLimitMB = 2048;
 std::chrono::milliseconds timeout();
 int memoryLimitMB();
 
-// `vellumark-reader` beside the running program, or the program named by VELLUMARK_READER.
+// The program named by VELLUMARK_READER, else `vellumark-reader` beside the running program, else the
+// installed one in libexec.
 QString program();
 
 } // namespace ReaderSettings
