@@ -79,6 +79,11 @@ int main(int argc, char *argv[])
         printOut(usage);
         return ExitStatus::success;
     }
+    // "vellumark-cli process --help" shows the same text: every command's options are there.
+    if (arguments.mid(2).contains(QLatin1String("--help")) || arguments.mid(2).contains(QLatin1String("-h"))) {
+        printOut(usage);
+        return ExitStatus::success;
+    }
     if (command == QLatin1String("--version")) {
         printOut(QStringLiteral("vellumark-cli ") + QCoreApplication::applicationVersion() + QLatin1Char('\n'));
         return ExitStatus::success;

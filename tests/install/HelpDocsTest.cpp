@@ -90,6 +90,10 @@ TEST(HelpDocs, theCliPageHasEveryCommandWithItsOptions)
             EXPECT_TRUE(entry->contains(option)) << command.name.toStdString() << " " << option.toStdString();
     }
     EXPECT_TRUE(page.contains(u"\nEXIT STATUS\n"_s));
+    const ToolRun help = runTool(QStringLiteral(VELLUMARK_CLI), { u"--help"_s });
+    const ToolRun commandHelp = runTool(QStringLiteral(VELLUMARK_CLI), { u"process"_s, u"--help"_s });
+    EXPECT_EQ(commandHelp.exitCode, 0);
+    EXPECT_EQ(commandHelp.out, help.out);
 }
 
 TEST(HelpDocs, theAppPageHasEveryOptionOfItsHelp)
