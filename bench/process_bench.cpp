@@ -7,8 +7,8 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QThread>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <algorithm>
 #include <cstdio>
@@ -135,8 +135,8 @@ int main(int argc, char **argv)
             oneReader = perMinute;
         std::printf("--workers %d: %.1f s, %.1f pages per minute (%.2f x one reader), %.1f cores busy, peak memory "
                     "%.0f MB (exit status %d)\n",
-            workers, run.seconds, perMinute, perMinute / oneReader, run.cpuSeconds / run.seconds,
-            run.peakKB / 1024.0, run.exitCode);
+            workers, run.seconds, perMinute, perMinute / oneReader, run.cpuSeconds / run.seconds, run.peakKB / 1024.0,
+            run.exitCode);
         std::fflush(stdout);
         if (run.exitCode != 0)
             return run.exitCode;
