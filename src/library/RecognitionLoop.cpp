@@ -46,6 +46,13 @@ QString readingTitle(const OCR::Result &result)
     return title;
 }
 
+// Ending a reader waits for its process to go, which is done off the main thread.
+void discard(std::vector<std::shared_ptr<Recognition>> readers)
+{
+    if (!readers.empty())
+        QThreadPool::globalInstance()->start([readers = std::move(readers)] {});
+}
+
 } // namespace
 
 DocumentIDs garbledDocuments(const QHash<std::int64_t, QStringList> &samples)
@@ -91,8 +98,8 @@ void WorkScheduler::startRecognition()
                 self->setReadingNow({});
                 // One reader stays ready for the next scan; the others give their memory back.
                 if (self->idleReaders_.size() > 1) {
-                    QThreadPool::globalInstance()->start(
-                        [spare = std::vector(self->idleReaders_.begin() + 1, self->idleReaders_.end())] {});
+                    discard(std::vector(std::make_move_iterator(self->idleReaders_.begin() + 1),
+                        std::make_move_iterator(self->idleReaders_.end())));
                     self->idleReaders_.resize(1);
                 }
                 Q_EMIT self->readingChanged();
@@ -121,7 +128,10 @@ int WorkScheduler::readers() const
 std::shared_ptr<Recognition> WorkScheduler::takeReader()
 {
     const QString languages = OcrLanguages::setting();
-    std::erase_if(idleReaders_, [&](const auto &reader) { return reader->languages() != languages; });
+    const auto others = std::partition(
+        idleReaders_.begin(), idleReaders_.end(), [&](const auto &reader) { return reader->languages() == languages; });
+    discard(std::vector(std::make_move_iterator(others), std::make_move_iterator(idleReaders_.end())));
+    idleReaders_.erase(others, idleReaders_.end());
     if (idleReaders_.empty())
         return std::make_shared<Recognition>(languages);
     std::shared_ptr<Recognition> reader = std::move(idleReaders_.back());
@@ -133,6 +143,8 @@ void WorkScheduler::returnReader(std::shared_ptr<Recognition> reader)
 {
     if (int(idleReaders_.size()) < readers() && reader->languages() == OcrLanguages::setting())
         idleReaders_.push_back(std::move(reader));
+    else
+        discard({ std::move(reader) });
 }
 
 QCoro::Task<> WorkScheduler::readScans(std::stop_token stop)
@@ -150,6 +162,9 @@ QCoro::Task<> WorkScheduler::readScans(std::stop_token stop)
             });
         if (!self || stop.stop_requested())
             co_return;
+        // A scan let go while this loop asked without it may be waiting still: ask again.
+        if (!job && std::ranges::any_of(beingRead, [this](std::int64_t id) { return !claimed_.contains(id); }))
+            continue;
         if (!job)
             break;
         // Another loop took the same scan while this one asked: ask again without it.
@@ -198,7 +213,7 @@ QCoro::Task<> WorkScheduler::readScans(std::stop_token stop)
         if (!self)
             co_return;
         // Let go of the scan, unless it still waits to be marked failed.
-        auto release = [this, id = job->id, reader]() mutable {
+        const auto release = [this, id = job->id, &reader] {
             claimed_.erase(id);
             std::vector<ReadingScan> reading = readingNow_;
             std::erase_if(reading, [id](const ReadingScan &scan) { return scan.id == id; });
